@@ -1,0 +1,71 @@
+// The effects command. For now it reports the library it runs on and the
+// pixel formats that library converts between.
+#include <cstdio>
+#include <cstring>
+
+#include "effects/effects.hpp"
+
+namespace {
+
+void print_usage(std::FILE* out) {
+    std::fputs(
+        "usage: effects [--version] [--formats] [--help]\n"
+        "  --version   print the library version\n"
+        "  --formats   list the pixel formats and the conversions between them\n",
+        out);
+}
+
+template <class Fmt>
+void print_format(const char* suffix, const char* layout) {
+    std::printf("  %-11s %-6s %2d bytes/pixel  %s\n", Fmt::name, suffix, Fmt::bytes_per_pixel, layout);
+}
+
+void print_formats() {
+    std::puts("pixel formats:");
+    print_format<effects::Bgra8>("32", "B,G,R,A 8-bit");
+    print_format<effects::Rgba16>("64", "B,G,R,A 16-bit words holding 0..32767");
+    print_format<effects::RgbaFloat>("128", "B,G,R,A float, 1.0 = white, HDR above");
+    print_format<effects::Rgbe>("RGBE", "R,G,B mantissas + shared exponent");
+    print_format<effects::Rgbea>("RGBEA", "B,G,R mantissas + exponent + alpha");
+    print_format<effects::Rgb8>("24", "B,G,R 8-bit, rows padded to 4 bytes, bottom-up");
+    print_format<effects::Rgb8Packed>("", "R,G,B 8-bit");
+    print_format<effects::Rgb16>("16BIT", "R,G,B 16-bit, 0..65534");
+    print_format<effects::RgbFloat>("", "R,G,B float");
+    static const char* const names[] = {
+        nullptr,           "Rgba16 -> Bgra8",       "Rgba16 -> Bgra8 (screen)", "RgbaFloat -> Bgra8",
+        "RgbaFloat -> Rgba16", "Bgra8 -> Rgba16",   "Bgra8 -> RgbaFloat",       "Rgba16 -> RgbaFloat",
+        "Bgra8 -> Rgbe",   "Rgb8 -> Bgra8",         "Bgra8 -> Rgb8Packed",      "Rgb8Packed -> Bgra8",
+        "RgbaFloat -> RgbFloat", "RgbFloat -> RgbaFloat", "Rgba16 -> Rgb16",    "Rgb16 -> Rgba16",
+        "RgbFloat -> Rgba16 (order kept)", "Bgra8 -> Rgbea", "Rgba16 -> Rgbea", "RgbaFloat -> Rgbea",
+        "RgbFloat -> Rgbe", "RgbFloat -> Rgbea",    "Rgbe -> Rgbea",            "Rgbe -> RgbaFloat",
+        "Rgbea -> RgbaFloat", "Rgbea -> RgbFloat",  "Rgbea -> Bgra8",           "RgbFloat -> RgbaFloat (gamma 1/2.2)",
+        "Rgbe -> RgbaFloat (gamma 1/2.2)",
+    };
+    std::puts("conversions:");
+    for (int id = EFFECTS_CONVERT_64_TO_32; id <= EFFECTS_CONVERT_RGBE_TO_128_GAMMA; ++id)
+        if (EffectsConversionRowBytes(id, 0, 1) > 0) std::printf("  %s\n", names[id]);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::printf("effects %s\n", EffectsVersion());
+        print_formats();
+        return 0;
+    }
+    for (int i = 1; i < argc; ++i) {
+        if (!std::strcmp(argv[i], "--version")) {
+            std::printf("effects %s\n", EffectsVersion());
+        } else if (!std::strcmp(argv[i], "--formats")) {
+            print_formats();
+        } else if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
+            print_usage(stdout);
+        } else {
+            std::fprintf(stderr, "effects: unknown option '%s'\n", argv[i]);
+            print_usage(stderr);
+            return 2;
+        }
+    }
+    return 0;
+}

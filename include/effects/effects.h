@@ -1,0 +1,197 @@
+/* Effects imaging engine: the C interface of libeffects.
+ *
+ * ABI conventions, shared by every export below:
+ *  - integers are int32_t; float and double arguments are as each function
+ *    lists them; results are int32_t unless the declaration says otherwise;
+ *  - buffers are plain pointers to caller-owned pixel memory; the library
+ *    never keeps, frees or reallocates them;
+ *  - file names are NUL-terminated UTF-16 strings (EffectsChar16) on every
+ *    platform;
+ *  - values passed through to tone-mapping plug-ins are pointer-sized
+ *    (intptr_t);
+ *  - the legacy exports (Convert..., Vexo..., Histogram..., RGBE_...) check
+ *    nothing: the caller guarantees sizes, ranges and pointers. A size or count
+ *    of zero or below touches no memory. The Effects... entry points validate
+ *    their arguments and return a negative EFFECTS_ERROR_... code instead.
+ *
+ * Pixel formats (the suffix of an export names the format):
+ *   32     Bgra8      4 bytes  B,G,R,A          8-bit
+ *   64     Rgba16     8 bytes  B,G,R,A          16-bit words holding 0..32767
+ *   128    RgbaFloat 16 bytes  B,G,R,A          float, 1.0 = white
+ *   RGBE   Rgbe       4 bytes  R,G,B,E          shared exponent, bias 128
+ *   RGBEA  Rgbea      5 bytes  B,G,R,E,A        shared exponent plus alpha
+ *   24     Rgb8       3 bytes  B,G,R            rows padded to 4 bytes, bottom-up
+ *          Rgb8Packed 3 bytes  R,G,B            8-bit, no padding
+ *   16BIT  Rgb16      6 bytes  R,G,B            16-bit, 0..65534
+ *          RgbFloat  12 bytes  R,G,B            float
+ * Rows follow each other without gaps except in Rgb8.
+ *
+ * Count-form functions take the number of channel values (width x height x 4
+ * for four-channel formats); a conversion to a narrower type takes the
+ * destination first, one to a wider type the source first.
+ */
+#ifndef EFFECTS_EFFECTS_H
+#define EFFECTS_EFFECTS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#if defined(EFFECTS_BUILDING_LIBRARY)
+#define EFFECTS_API __declspec(dllexport)
+#else
+#define EFFECTS_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define EFFECTS_API __attribute__((visibility("default")))
+#else
+#define EFFECTS_API
+#endif
+
+#ifdef __cplusplus
+typedef char16_t EffectsChar16;
+extern "C" {
+#else
+typedef uint_least16_t EffectsChar16;
+#endif
+
+/* ---- Library ---------------------------------------------------------- */
+
+/* "MAJOR.MINOR.PATCH" of the library actually loaded. */
+EFFECTS_API const char* EffectsVersion(void);
+
+/* ---- Pixel format conversion: count form ------------------------------- */
+
+/* d = s >> 7 (word read as signed 16-bit). Returns count. */
+EFFECTS_API int32_t Convert64to32Fast(int32_t count, uint8_t* dst, const uint16_t* src);
+/* Serial; per pixel B,G,R = s >> 7 (unsigned word), A = 255. Returns 0. */
+EFFECTS_API int32_t Convert64to32Screen(int32_t count, uint8_t* dst, const uint16_t* src);
+/* d = ClampToByte(s * 255). Returns count. */
+EFFECTS_API int32_t Convert128to32Fast(int32_t count, uint8_t* dst, const float* src);
+/* d = ClampTo15(s * 32767). Returns count. */
+EFFECTS_API int32_t Convert128to64Fast(int32_t count, uint16_t* dst, const float* src);
+/* d = s << 7. Returns count. */
+EFFECTS_API int32_t Convert32to64Fast(int32_t count, const uint8_t* src, uint16_t* dst);
+/* d = s * (1/255 as a float). Returns count. */
+EFFECTS_API int32_t Convert32to128Fast(int32_t count, const uint8_t* src, float* dst);
+/* d = (signed) s * (1/32767 as a float). Returns count. */
+EFFECTS_API int32_t Convert64to128Fast(int32_t count, const uint16_t* src, float* dst);
+/* Serial; Bgra8 to Rgbe (R,G,B,E), mantissas truncated. Returns count. */
+EFFECTS_API int32_t Convert32toRGBE(int32_t count, const uint8_t* src, uint8_t* dst);
+
+/* ---- Pixel format conversion: geometry form (all return 0) -------------- */
+
+/* Rgb8 (bottom-up, padded rows) to Bgra8, alpha 255. */
+EFFECTS_API int32_t Convert24to32Fast(int32_t width, int32_t height, const uint8_t* src, uint8_t* dst);
+/* Bgra8 to Rgb8Packed (channels reversed, alpha dropped). */
+EFFECTS_API int32_t Convert32BIT_4to3ChannelsFast(int32_t width, int32_t height, const uint8_t* src,
+                                                  uint8_t* dst);
+/* Rgb8Packed to Bgra8 (channels reversed, alpha 255). */
+EFFECTS_API int32_t Convert32BIT_3to4ChannelsFast(int32_t width, int32_t height, uint8_t* dst,
+                                                  const uint8_t* src);
+/* RgbaFloat to RgbFloat (reversed, alpha dropped). */
+EFFECTS_API int32_t Convert32BITto24BITFast(int32_t width, int32_t height, const float* src, float* dst);
+/* RgbFloat to RgbaFloat (reversed, alpha 1.0). */
+EFFECTS_API int32_t Convert128BIT_3to4ChannelsFast(int32_t width, int32_t height, float* dst,
+                                                   const float* src);
+/* Rgba16 to Rgb16 (reversed, each value doubled, alpha dropped). */
+EFFECTS_API int32_t Convert15BITto16BITFast(int32_t width, int32_t height, const uint16_t* src,
+                                            uint16_t* dst);
+/* Rgb16 to Rgba16: R and G words copied as they are, B rescaled to 15 bits,
+   destination alpha left as it was. */
+EFFECTS_API int32_t Convert16BITto15BITFast(int32_t width, int32_t height, const uint16_t* src,
+                                            uint16_t* dst);
+/* Three floats per pixel to Rgba16, channel order kept, alpha 32767. */
+EFFECTS_API int32_t Convertfloat3xto64(int32_t width, int32_t height, uint16_t* dst, const float* src);
+/* Bgra8 to Rgbea, alpha copied. */
+EFFECTS_API int32_t Convert32toRGBEAFast(int32_t width, int32_t height, const uint8_t* src, uint8_t* dst);
+/* Rgba16 to Rgbea, alpha = word 3 / 128. */
+EFFECTS_API int32_t Convert64toRGBEAFast(int32_t width, int32_t height, const uint16_t* src, uint8_t* dst);
+/* RgbaFloat to Rgbea, alpha = ClampToByte(a * 255). */
+EFFECTS_API int32_t Convert128RGBAtoRGBEA(int32_t width, int32_t height, const float* src, uint8_t* dst);
+/* RgbFloat to Rgbe, order kept. */
+EFFECTS_API int32_t Convert128RGBtoRGBE(int32_t width, int32_t height, const float* src, uint8_t* dst);
+/* RgbFloat to Rgbea, reversed; alpha byte 1 for a lit pixel, 0 for black. */
+EFFECTS_API int32_t Convert128RGBtoRGBEA(int32_t width, int32_t height, uint8_t* dst, const float* src,
+                                         int32_t unused);
+/* Rgbe to Rgbea (bytes 2,1,0,3 then 255). */
+EFFECTS_API int32_t ConvertRGBEtoRGBEA(int32_t width, int32_t height, uint8_t* dst, const uint8_t* src,
+                                       int32_t unused);
+/* Rgbe to RgbaFloat, half-step decoding, alpha 1.0. */
+EFFECTS_API int32_t ConvertRGBEto128RGBA(int32_t width, int32_t height, const uint8_t* src, float* dst);
+/* Rgbea to RgbaFloat, half-step decoding, alpha = byte 4 / 255. */
+EFFECTS_API int32_t ConvertRGBEAto128RGBA(int32_t width, int32_t height, const uint8_t* src, float* dst);
+/* Rgbea to RgbFloat, half-step decoding, reversed. */
+EFFECTS_API int32_t ConvertRGBEAto128RGB(int32_t width, int32_t height, const uint8_t* src, float* dst);
+/* Rgbea to Bgra8, half-step decoding clamped to bytes, alpha copied. */
+EFFECTS_API int32_t ConvertRGBEAto32RGBA(int32_t width, int32_t height, const uint8_t* src, uint8_t* dst);
+/* RgbFloat to RgbaFloat, reversed, each channel raised to 1/2.2, alpha 1.0. */
+EFFECTS_API int32_t Convert128HDRFast(int32_t width, int32_t height, float* dst, const float* src,
+                                      int32_t unused);
+/* Rgbe to RgbaFloat, plain decoding, reversed, raised to 1/2.2, alpha 1.0. */
+EFFECTS_API int32_t Convert128HDRRAWFast(int32_t width, int32_t height, float* dst, const uint8_t* src,
+                                         int32_t unused);
+
+/* ---- Pixel format conversion: scalar ------------------------------------ */
+
+/* 2^(exponent - 136): the factor of the plain RGBE decoding. */
+EFFECTS_API double ConvertRGBEto128(int32_t exponent);
+
+/* ---- Checked conversion with row strides --------------------------------
+ * The same kernels as the exports above, for images whose rows have any
+ * stride (in bytes, at least the packed row size). Returns EFFECTS_OK or a
+ * negative EFFECTS_ERROR_... code and then touches nothing. */
+
+typedef enum EffectsConversion {
+    EFFECTS_CONVERT_64_TO_32 = 1,        /* Rgba16 -> Bgra8       (Convert64to32Fast) */
+    EFFECTS_CONVERT_64_TO_32_SCREEN,     /* Rgba16 -> Bgra8       (Convert64to32Screen) */
+    EFFECTS_CONVERT_128_TO_32,           /* RgbaFloat -> Bgra8    (Convert128to32Fast) */
+    EFFECTS_CONVERT_128_TO_64,           /* RgbaFloat -> Rgba16   (Convert128to64Fast) */
+    EFFECTS_CONVERT_32_TO_64,            /* Bgra8 -> Rgba16       (Convert32to64Fast) */
+    EFFECTS_CONVERT_32_TO_128,           /* Bgra8 -> RgbaFloat    (Convert32to128Fast) */
+    EFFECTS_CONVERT_64_TO_128,           /* Rgba16 -> RgbaFloat   (Convert64to128Fast) */
+    EFFECTS_CONVERT_32_TO_RGBE,          /* Bgra8 -> Rgbe         (Convert32toRGBE) */
+    EFFECTS_CONVERT_24_TO_32,            /* Rgb8 -> Bgra8         (Convert24to32Fast) */
+    EFFECTS_CONVERT_32_TO_RGB8,          /* Bgra8 -> Rgb8Packed   (Convert32BIT_4to3ChannelsFast) */
+    EFFECTS_CONVERT_RGB8_TO_32,          /* Rgb8Packed -> Bgra8   (Convert32BIT_3to4ChannelsFast) */
+    EFFECTS_CONVERT_128_TO_RGBF,         /* RgbaFloat -> RgbFloat (Convert32BITto24BITFast) */
+    EFFECTS_CONVERT_RGBF_TO_128,         /* RgbFloat -> RgbaFloat (Convert128BIT_3to4ChannelsFast) */
+    EFFECTS_CONVERT_64_TO_RGB16,         /* Rgba16 -> Rgb16       (Convert15BITto16BITFast) */
+    EFFECTS_CONVERT_RGB16_TO_64,         /* Rgb16 -> Rgba16       (Convert16BITto15BITFast) */
+    EFFECTS_CONVERT_FLOAT3_TO_64,        /* RgbFloat -> Rgba16    (Convertfloat3xto64, order kept) */
+    EFFECTS_CONVERT_32_TO_RGBEA,         /* Bgra8 -> Rgbea        (Convert32toRGBEAFast) */
+    EFFECTS_CONVERT_64_TO_RGBEA,         /* Rgba16 -> Rgbea       (Convert64toRGBEAFast) */
+    EFFECTS_CONVERT_128_TO_RGBEA,        /* RgbaFloat -> Rgbea    (Convert128RGBAtoRGBEA) */
+    EFFECTS_CONVERT_RGBF_TO_RGBE,        /* RgbFloat -> Rgbe      (Convert128RGBtoRGBE) */
+    EFFECTS_CONVERT_RGBF_TO_RGBEA,       /* RgbFloat -> Rgbea     (Convert128RGBtoRGBEA) */
+    EFFECTS_CONVERT_RGBE_TO_RGBEA,       /* Rgbe -> Rgbea         (ConvertRGBEtoRGBEA) */
+    EFFECTS_CONVERT_RGBE_TO_128,         /* Rgbe -> RgbaFloat     (ConvertRGBEto128RGBA) */
+    EFFECTS_CONVERT_RGBEA_TO_128,        /* Rgbea -> RgbaFloat    (ConvertRGBEAto128RGBA) */
+    EFFECTS_CONVERT_RGBEA_TO_RGBF,       /* Rgbea -> RgbFloat     (ConvertRGBEAto128RGB) */
+    EFFECTS_CONVERT_RGBEA_TO_32,         /* Rgbea -> Bgra8        (ConvertRGBEAto32RGBA) */
+    EFFECTS_CONVERT_RGBF_TO_128_GAMMA,   /* RgbFloat -> RgbaFloat (Convert128HDRFast) */
+    EFFECTS_CONVERT_RGBE_TO_128_GAMMA    /* Rgbe -> RgbaFloat     (Convert128HDRRAWFast) */
+} EffectsConversion;
+
+#define EFFECTS_OK 0
+#define EFFECTS_ERROR_NULL_POINTER (-1)     /* a buffer is NULL while the image is not empty */
+#define EFFECTS_ERROR_NEGATIVE_SIZE (-2)    /* width or height below 0 */
+#define EFFECTS_ERROR_BAD_STRIDE (-3)       /* a stride smaller than one packed row */
+#define EFFECTS_ERROR_TOO_LARGE (-4)        /* a row or image size overflows the address space */
+#define EFFECTS_ERROR_UNKNOWN (-5)          /* not an EffectsConversion value */
+#define EFFECTS_ERROR_OVERLAP (-6)          /* source and destination memory overlap */
+
+EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32_t height,
+                                        const void* src, intptr_t src_stride, void* dst,
+                                        intptr_t dst_stride);
+
+/* Packed row size in bytes of a conversion's source (which = 0) or
+   destination (which = 1) for the given width, or -1 for an unknown
+   conversion or a size that does not fit. Rgb8 rows include their padding. */
+EFFECTS_API intptr_t EffectsConversionRowBytes(int32_t conversion, int32_t which, int32_t width);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* EFFECTS_EFFECTS_H */

@@ -1,0 +1,213 @@
+// Effects imaging engine: the C++ interface. Typed image views over the
+// caller's memory, errors a caller can read, and the pixel-format
+// conversions as typed functions. Everything here is inline over the C
+// exports of effects.h, so both faces run the same kernels.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "effects/effects.h"
+#include "effects/formats.hpp"
+
+namespace effects {
+
+enum class Errc {
+    null_pointer = EFFECTS_ERROR_NULL_POINTER,
+    negative_size = EFFECTS_ERROR_NEGATIVE_SIZE,
+    bad_stride = EFFECTS_ERROR_BAD_STRIDE,
+    too_large = EFFECTS_ERROR_TOO_LARGE,
+    unknown = EFFECTS_ERROR_UNKNOWN,
+    overlap = EFFECTS_ERROR_OVERLAP,
+    size_mismatch = -100,
+};
+
+// Every failure of the C++ interface: what went wrong, as a code and a text.
+class Error : public std::runtime_error {
+public:
+    Error(Errc code, const std::string& what) : std::runtime_error(what), code_(code) {}
+    Errc code() const noexcept { return code_; }
+
+private:
+    Errc code_;
+};
+
+namespace detail {
+inline std::string size_text(std::int64_t w, std::int64_t h) { return std::to_string(w) + "x" + std::to_string(h); }
+
+inline const char* errc_text(int32_t code) {
+    switch (code) {
+        case EFFECTS_ERROR_NULL_POINTER: return "null pixel pointer for a non-empty image";
+        case EFFECTS_ERROR_NEGATIVE_SIZE: return "negative width or height";
+        case EFFECTS_ERROR_BAD_STRIDE: return "row stride smaller than one row of pixels";
+        case EFFECTS_ERROR_TOO_LARGE: return "image size overflows the address space";
+        case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
+        case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
+        default: return "unexpected error";
+    }
+}
+}  // namespace detail
+
+// A view of width x height pixels of format Fmt in memory owned elsewhere.
+// `stride` is the distance in bytes from one row to the next (rows of Rgb8
+// keep their bottom-up order; the view only describes memory). A view of a
+// const format (ImageView<const Bgra8>) is read-only.
+template <class F>
+class ImageView {
+public:
+    using Fmt = std::remove_const_t<F>;
+    using byte_pointer = std::conditional_t<std::is_const_v<F>, const std::uint8_t*, std::uint8_t*>;
+    using void_pointer = std::conditional_t<std::is_const_v<F>, const void*, void*>;
+
+    ImageView() = default;
+    // Rows packed as the format lays them out (Rgb8 padded to 4 bytes).
+    ImageView(void_pointer data, std::int32_t width, std::int32_t height)
+        : ImageView(data, width, height, checked_row_bytes(width)) {}
+    ImageView(void_pointer data, std::int32_t width, std::int32_t height, std::ptrdiff_t stride)
+        : data_(static_cast<byte_pointer>(data)), width_(width), height_(height), stride_(stride) {
+        if (width < 0 || height < 0)
+            throw Error(Errc::negative_size, std::string(Fmt::name) + " view of negative size " +
+                                                 detail::size_text(width, height));
+        const std::ptrdiff_t row = checked_row_bytes(width);
+        if (height > 0 && stride < row)
+            throw Error(Errc::bad_stride, std::string(Fmt::name) + " view of width " + std::to_string(width) +
+                                              " needs a stride of at least " + std::to_string(row) + " bytes, got " +
+                                              std::to_string(stride));
+        if (height > 0 && stride > std::numeric_limits<std::ptrdiff_t>::max() / 2 / height)
+            throw Error(Errc::too_large, std::string(Fmt::name) + " view of " + detail::size_text(width, height) +
+                                             " with stride " + std::to_string(stride) + " overflows");
+        if (!data && width > 0 && height > 0)
+            throw Error(Errc::null_pointer, std::string(Fmt::name) + " view of " + detail::size_text(width, height) +
+                                                " has no pixels");
+    }
+    // A read-only view of a writable one.
+    template <class G, class = std::enable_if_t<std::is_const_v<F> && std::is_same_v<G, Fmt>>>
+    ImageView(const ImageView<G>& other)
+        : data_(other.data()), width_(other.width()), height_(other.height()), stride_(other.stride()) {}
+
+    byte_pointer data() const { return data_; }
+    byte_pointer row(std::int32_t y) const { return data_ + y * stride_; }
+    std::int32_t width() const { return width_; }
+    std::int32_t height() const { return height_; }
+    std::ptrdiff_t stride() const { return stride_; }
+    bool empty() const { return width_ == 0 || height_ == 0; }
+
+    // Bytes per packed row of `width` pixels, or an Error when it overflows.
+    static std::ptrdiff_t checked_row_bytes(std::int64_t width) {
+        const std::ptrdiff_t row = row_bytes<Fmt>(width < 0 ? 0 : width);
+        if (row < 0)
+            throw Error(Errc::too_large, std::string(Fmt::name) + " row of width " + std::to_string(width) +
+                                             " overflows");
+        return row;
+    }
+
+private:
+    byte_pointer data_ = nullptr;
+    std::int32_t width_ = 0, height_ = 0;
+    std::ptrdiff_t stride_ = 0;
+};
+
+// An image that owns its packed pixels.
+template <class Fmt>
+class Image {
+public:
+    Image() = default;
+    Image(std::int32_t width, std::int32_t height) : width_(width), height_(height) {
+        if (width < 0 || height < 0)
+            throw Error(Errc::negative_size, std::string("image of negative size ") + detail::size_text(width, height));
+        const std::ptrdiff_t row = ImageView<Fmt>::checked_row_bytes(width);
+        if (height > 0 && row > std::numeric_limits<std::ptrdiff_t>::max() / 4 / height)
+            throw Error(Errc::too_large, std::string(Fmt::name) + " image of " + detail::size_text(width, height) +
+                                             " is too large");
+        stride_ = row;
+        pixels_.resize(static_cast<std::size_t>(row) * static_cast<std::size_t>(height));
+    }
+    ImageView<Fmt> view() { return {pixels_.data(), width_, height_, stride_}; }
+    ImageView<const Fmt> view() const { return {pixels_.data(), width_, height_, stride_}; }
+    operator ImageView<Fmt>() { return view(); }
+    operator ImageView<const Fmt>() const { return view(); }
+    std::uint8_t* data() { return pixels_.data(); }
+    const std::uint8_t* data() const { return pixels_.data(); }
+    std::int32_t width() const { return width_; }
+    std::int32_t height() const { return height_; }
+    std::ptrdiff_t stride() const { return stride_; }
+
+private:
+    std::vector<std::uint8_t> pixels_;
+    std::int32_t width_ = 0, height_ = 0;
+    std::ptrdiff_t stride_ = 0;
+};
+
+namespace detail {
+template <class From, class To>
+void run_conversion(EffectsConversion id, ImageView<const From> src, ImageView<To> dst) {
+    if (src.width() != dst.width() || src.height() != dst.height())
+        throw Error(Errc::size_mismatch, std::string("cannot convert ") + From::name + " " +
+                                             size_text(src.width(), src.height()) + " into " + To::name + " " +
+                                             size_text(dst.width(), dst.height()));
+    const int32_t rc =
+        EffectsConvertImage(id, src.width(), src.height(), src.data(), src.stride(), dst.data(), dst.stride());
+    if (rc != EFFECTS_OK)
+        throw Error(static_cast<Errc>(rc), std::string("cannot convert ") + From::name + " to " + To::name + ": " +
+                                               errc_text(rc));
+}
+}  // namespace detail
+
+// ---- conversions ------------------------------------------------------------
+// convert(src, dst) picks the library's conversion between the two formats.
+// The sizes must match. Source and destination must not overlap.
+
+#define EFFECTS_CONVERSION(NAME, FROM, TO, ID)                          \
+    inline void NAME(ImageView<const FROM> src, ImageView<TO> dst) {   \
+        detail::run_conversion<FROM, TO>(ID, src, dst);                 \
+    }
+
+EFFECTS_CONVERSION(convert, Rgba16, Bgra8, EFFECTS_CONVERT_64_TO_32)
+EFFECTS_CONVERSION(convert, RgbaFloat, Bgra8, EFFECTS_CONVERT_128_TO_32)
+EFFECTS_CONVERSION(convert, RgbaFloat, Rgba16, EFFECTS_CONVERT_128_TO_64)
+EFFECTS_CONVERSION(convert, Bgra8, Rgba16, EFFECTS_CONVERT_32_TO_64)
+EFFECTS_CONVERSION(convert, Bgra8, RgbaFloat, EFFECTS_CONVERT_32_TO_128)
+EFFECTS_CONVERSION(convert, Rgba16, RgbaFloat, EFFECTS_CONVERT_64_TO_128)
+EFFECTS_CONVERSION(convert, Bgra8, Rgbe, EFFECTS_CONVERT_32_TO_RGBE)
+EFFECTS_CONVERSION(convert, Rgb8, Bgra8, EFFECTS_CONVERT_24_TO_32)
+EFFECTS_CONVERSION(convert, Bgra8, Rgb8Packed, EFFECTS_CONVERT_32_TO_RGB8)
+EFFECTS_CONVERSION(convert, Rgb8Packed, Bgra8, EFFECTS_CONVERT_RGB8_TO_32)
+EFFECTS_CONVERSION(convert, RgbaFloat, RgbFloat, EFFECTS_CONVERT_128_TO_RGBF)
+EFFECTS_CONVERSION(convert, RgbFloat, RgbaFloat, EFFECTS_CONVERT_RGBF_TO_128)
+EFFECTS_CONVERSION(convert, Rgba16, Rgb16, EFFECTS_CONVERT_64_TO_RGB16)
+EFFECTS_CONVERSION(convert, Rgb16, Rgba16, EFFECTS_CONVERT_RGB16_TO_64)
+EFFECTS_CONVERSION(convert, Bgra8, Rgbea, EFFECTS_CONVERT_32_TO_RGBEA)
+EFFECTS_CONVERSION(convert, Rgba16, Rgbea, EFFECTS_CONVERT_64_TO_RGBEA)
+EFFECTS_CONVERSION(convert, RgbaFloat, Rgbea, EFFECTS_CONVERT_128_TO_RGBEA)
+EFFECTS_CONVERSION(convert, RgbFloat, Rgbe, EFFECTS_CONVERT_RGBF_TO_RGBE)
+EFFECTS_CONVERSION(convert, RgbFloat, Rgbea, EFFECTS_CONVERT_RGBF_TO_RGBEA)
+EFFECTS_CONVERSION(convert, Rgbe, Rgbea, EFFECTS_CONVERT_RGBE_TO_RGBEA)
+EFFECTS_CONVERSION(convert, Rgbe, RgbaFloat, EFFECTS_CONVERT_RGBE_TO_128)
+EFFECTS_CONVERSION(convert, Rgbea, RgbaFloat, EFFECTS_CONVERT_RGBEA_TO_128)
+EFFECTS_CONVERSION(convert, Rgbea, RgbFloat, EFFECTS_CONVERT_RGBEA_TO_RGBF)
+EFFECTS_CONVERSION(convert, Rgbea, Bgra8, EFFECTS_CONVERT_RGBEA_TO_32)
+
+// Rgba16 to Bgra8 for display: words read unsigned, alpha set to 255.
+EFFECTS_CONVERSION(convert_for_screen, Rgba16, Bgra8, EFFECTS_CONVERT_64_TO_32_SCREEN)
+// Three floats to Rgba16 with the channel order kept (R lands in the blue
+// slot): for float triples that are already in B, G, R order.
+EFFECTS_CONVERSION(convert_keep_order, RgbFloat, Rgba16, EFFECTS_CONVERT_FLOAT3_TO_64)
+// RgbFloat or Rgbe to RgbaFloat with each channel raised to 1/2.2 (the
+// Rgbe variant decodes without the half step).
+EFFECTS_CONVERSION(convert_with_display_gamma, RgbFloat, RgbaFloat, EFFECTS_CONVERT_RGBF_TO_128_GAMMA)
+EFFECTS_CONVERSION(convert_with_display_gamma, Rgbe, RgbaFloat, EFFECTS_CONVERT_RGBE_TO_128_GAMMA)
+
+#undef EFFECTS_CONVERSION
+
+// The decoding factor 2^(exponent - 136) of a plain RGBE exponent byte.
+inline double rgbe_factor(std::uint8_t exponent) { return ConvertRGBEto128(exponent); }
+
+// Version of the loaded library.
+inline std::string version() { return EffectsVersion(); }
+
+}  // namespace effects

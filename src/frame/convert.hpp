@@ -1,0 +1,35 @@
+// Pixel-format conversions: one row kernel per conversion, run over rows
+// (geometry form) or over a flat run of channel values (count form).
+#pragma once
+
+#include <cstdint>
+
+#include "effects/effects.h"
+
+namespace effects::detail {
+
+struct ConversionKernel {
+    int src_bytes_per_pixel, dst_bytes_per_pixel;
+    int src_row_align;          // 4 for the padded Rgb8 rows, else 1
+    bool flip;                  // source row r goes to destination row height - 1 - r
+    int values_per_pixel;       // > 0: a count-form member mapping each value alone
+    void (*pixels)(const void* src, void* dst, int64_t n);  // n pixels of one row
+    void (*values)(const void* src, void* dst, int64_t n);  // n channel values, or null
+};
+
+// The kernel of a conversion id, or nullptr for an id that is none.
+const ConversionKernel* conversion_kernel(int32_t id);
+
+// Geometry form over packed rows (the legacy exports).
+void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst);
+// Count form: `count` channel values mapped one by one, split among threads.
+void convert_values(const ConversionKernel& k, int32_t count, const void* src, void* dst);
+// Count form of the per-pixel members: ((count - 1) / 4) + 1 pixels.
+void convert_pixels(const ConversionKernel& k, int32_t count, const void* src, void* dst);
+
+// Checked conversion with strides; returns EFFECTS_OK or an error code.
+int32_t convert_image(int32_t id, int32_t width, int32_t height, const void* src, intptr_t src_stride,
+                      void* dst, intptr_t dst_stride);
+intptr_t conversion_row_bytes(int32_t id, int32_t which, int32_t width);
+
+}  // namespace effects::detail

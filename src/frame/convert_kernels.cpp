@@ -1,0 +1,367 @@
+// Row kernels of every pixel-format conversion. Plain channel maps are
+// written once as loops the compiler vectorises; the RGBE encoders and
+// decoders share the codec of rgbe.hpp through two small templates, and each
+// member's quirk (channel order, alpha rule, rounding) is a visible argument.
+#include <cmath>
+
+#include "frame/convert.hpp"
+#include "frame/numeric.hpp"
+#include "frame/rgbe.hpp"
+
+namespace effects::detail {
+namespace {
+
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__clang__)
+// Memory-bound loops get an AVX2 clone picked at load time; the vector code
+// computes the same bytes as the baseline (no FMA is ever enabled).
+#define EFFECTS_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define EFFECTS_VECTOR_CLONES
+#endif
+
+constexpr float kInv255 = 0.003921569f;     // 1/255 as a float
+constexpr float kInv32767 = 3.051851e-05f;  // 1/32767 as a float
+constexpr float kInv65535 = 1.5259022e-05f; // 1/65535 as a float
+// Display gamma: the float just below 1/2.2 (bits 0x3EE8BA2E), widened to
+// double for the C library's pow.
+constexpr float kGamma = 0.45454544f;
+
+inline float gamma_of(float v) {
+    return static_cast<float>(std::pow(static_cast<double>(v), static_cast<double>(kGamma)));
+}
+
+
+// ---- count form: each channel value alone ------------------------------
+
+EFFECTS_VECTOR_CLONES void v64to32(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t i = 0; i < n; ++i) d[i] = static_cast<uint8_t>(static_cast<int16_t>(s[i]) >> 7);
+}
+
+EFFECTS_VECTOR_CLONES void v128to32(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t i = 0; i < n; ++i) d[i] = ClampToByte(s[i] * 255.0f);
+}
+
+EFFECTS_VECTOR_CLONES void v128to64(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    for (int64_t i = 0; i < n; ++i) d[i] = ClampTo15(s[i] * 32767.0f);
+}
+
+EFFECTS_VECTOR_CLONES void v32to64(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    for (int64_t i = 0; i < n; ++i) d[i] = static_cast<uint16_t>(s[i] << 7);
+}
+
+EFFECTS_VECTOR_CLONES void v32to128(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    float* __restrict d = static_cast<float*>(d_);
+    for (int64_t i = 0; i < n; ++i) d[i] = static_cast<float>(s[i]) * kInv255;
+}
+
+EFFECTS_VECTOR_CLONES void v64to128(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    float* __restrict d = static_cast<float*>(d_);
+    for (int64_t i = 0; i < n; ++i) d[i] = static_cast<float>(static_cast<int16_t>(s[i])) * kInv32767;
+}
+
+template <void (*V)(const void*, void*, int64_t)>
+void four_values_per_pixel(const void* s, void* d, int64_t n) {
+    V(s, d, n * 4);
+}
+
+// Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
+EFFECTS_VECTOR_CLONES void p64to32screen(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 0] = static_cast<uint8_t>(s[4 * x + 0] >> 7);
+        d[4 * x + 1] = static_cast<uint8_t>(s[4 * x + 1] >> 7);
+        d[4 * x + 2] = static_cast<uint8_t>(s[4 * x + 2] >> 7);
+        d[4 * x + 3] = 255;
+    }
+}
+
+// ---- geometry form: channel maps ---------------------------------------
+
+// Rgb8 row to Bgra8 row, order kept, alpha opaque.
+EFFECTS_VECTOR_CLONES void p24to32(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 0] = s[3 * x + 0];
+        d[4 * x + 1] = s[3 * x + 1];
+        d[4 * x + 2] = s[3 * x + 2];
+        d[4 * x + 3] = 255;
+    }
+}
+
+// Four channels to three, reversed, alpha dropped (8-bit and float alike).
+template <class T>
+EFFECTS_VECTOR_CLONES void p4to3_reversed(const void* s_, void* d_, int64_t n) {
+    const T* __restrict s = static_cast<const T*>(s_);
+    T* __restrict d = static_cast<T*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[3 * x + 0] = s[4 * x + 2];
+        d[3 * x + 1] = s[4 * x + 1];
+        d[3 * x + 2] = s[4 * x + 0];
+    }
+}
+
+// Three channels to four, reversed, alpha set to the format's opaque value.
+template <class T>
+EFFECTS_VECTOR_CLONES void p3to4_reversed(const void* s_, void* d_, int64_t n) {
+    const T* __restrict s = static_cast<const T*>(s_);
+    T* __restrict d = static_cast<T*>(d_);
+    const T opaque = static_cast<T>(sizeof(T) == 1 ? 255 : 1);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 0] = s[3 * x + 2];
+        d[4 * x + 1] = s[3 * x + 1];
+        d[4 * x + 2] = s[3 * x + 0];
+        d[4 * x + 3] = opaque;
+    }
+}
+
+// Rgba16 to Rgb16: reversed, each word doubled to the full 16-bit range.
+EFFECTS_VECTOR_CLONES void p15to16(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[3 * x + 0] = static_cast<uint16_t>(s[4 * x + 2] * 2);
+        d[3 * x + 1] = static_cast<uint16_t>(s[4 * x + 1] * 2);
+        d[3 * x + 2] = static_cast<uint16_t>(s[4 * x + 0] * 2);
+    }
+}
+
+// Rgb16 to Rgba16, lopsided on purpose: R and G pass as signed words through
+// a float unchanged, only B is rescaled from 16 to 15 bits (words of 32768
+// and up read negative and give 0), and alpha keeps what the destination held.
+EFFECTS_VECTOR_CLONES void p16to15(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 2] = s[3 * x + 0];
+        d[4 * x + 1] = s[3 * x + 1];
+        const float b = static_cast<float>(static_cast<int16_t>(s[3 * x + 2]));
+        d[4 * x + 0] = ClampTo15(b * kInv65535 * 32767.0f);
+    }
+}
+
+// Three floats to Rgba16 with the channel order kept, alpha full.
+EFFECTS_VECTOR_CLONES void pfloat3to64(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 0] = ClampTo15(s[3 * x + 0] * 32767.0f);
+        d[4 * x + 1] = ClampTo15(s[3 * x + 1] * 32767.0f);
+        d[4 * x + 2] = ClampTo15(s[3 * x + 2] * 32767.0f);
+        d[4 * x + 3] = 32767;
+    }
+}
+
+// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
+EFFECTS_VECTOR_CLONES void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[5 * x + 0] = s[4 * x + 2];
+        d[5 * x + 1] = s[4 * x + 1];
+        d[5 * x + 2] = s[4 * x + 0];
+        d[5 * x + 3] = s[4 * x + 3];
+        d[5 * x + 4] = 255;
+    }
+}
+
+// ---- RGBE encoders -------------------------------------------------------
+
+// What an encoder writes into the fifth byte.
+enum class AlphaByte {
+    None,        // four-byte Rgbe output
+    FromSource,  // the source's own alpha, as the member converts it
+    LitMarker,   // 1 for a pixel with light, 0 for black: RgbFloat to Rgbea
+};
+
+// One encoder for every member: the source's channels `i0, i1, i2` (of
+// `SrcCh` per pixel) are scaled by `to_float` and encoded in that order (the
+// order decides which channel wins the largest-value test, NaNs included);
+// mantissa k then lands in output byte `OutK`, the exponent in byte 3.
+template <class S, int SrcCh, int DstBytes, int I0, int I1, int I2, int Out0, int Out1, int Out2,
+          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf>
+inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, ToFloat to_float,
+                       AlphaOf alpha_of) {
+    for (int64_t x = 0; x < n; ++x) {
+        const S* p = s + SrcCh * x;
+        uint8_t* q = d + DstBytes * x;
+        uint8_t e[4];
+        const bool lit = EncodeRgbe<R>(to_float(p[I0]), to_float(p[I1]), to_float(p[I2]), e);
+        q[Out0] = e[0];
+        q[Out1] = e[1];
+        q[Out2] = e[2];
+        q[3] = e[3];
+        if constexpr (A == AlphaByte::FromSource) q[4] = alpha_of(p[3]);
+        if constexpr (A == AlphaByte::LitMarker) q[4] = lit ? 1 : 0;
+    }
+}
+
+constexpr auto no_alpha = [](auto) -> uint8_t { return 0; };
+
+// Serial 8-bit encoder of the Radiance order: reads R, G, B (bytes 2, 1, 0)
+// and truncates its mantissas.
+void p32toRGBE(const void* s, void* d, int64_t n) {
+    encode_row<uint8_t, 4, 4, 2, 1, 0, 0, 1, 2, MantissaRounding::Truncate, AlphaByte::None>(
+        static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
+        [](uint8_t v) { return static_cast<float>(v) * kInv255; }, no_alpha);
+}
+
+void p32toRGBEA(const void* s, void* d, int64_t n) {
+    encode_row<uint8_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
+        static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
+        [](uint8_t v) { return static_cast<float>(v) * kInv255; }, [](uint8_t a) { return a; });
+}
+
+// The 15-bit alpha becomes a byte by a truncated division by 128.
+void p64toRGBEA(const void* s, void* d, int64_t n) {
+    encode_row<uint16_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
+        static_cast<const uint16_t*>(s), static_cast<uint8_t*>(d), n,
+        [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; },
+        [](uint16_t a) {
+            return static_cast<uint8_t>(static_cast<int32_t>(static_cast<float>(static_cast<int16_t>(a)) * 0.0078125f));
+        });
+}
+
+// Float alpha is clamped to a byte, black pixels included.
+void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
+    encode_row<float, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
+        static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; },
+        [](float a) { return ClampToByte(a * 255.0f); });
+}
+
+void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
+    encode_row<float, 3, 4, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::None>(
+        static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
+}
+
+// RgbFloat to Rgbea: encoded in the source's R, G, B order, stored reversed,
+// and alpha 1, not 255, on lit pixels; callers that read this buffer back
+// depend on the marker.
+void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
+    encode_row<float, 3, 5, 0, 1, 2, 2, 1, 0, MantissaRounding::Clamp, AlphaByte::LitMarker>(
+        static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
+}
+
+// ---- RGBE decoders -------------------------------------------------------
+
+// One decoder for every member: mantissas `m0, m1, m2` of a pixel of
+// `SrcBytes` (exponent at byte 3) go to destination channels 0..2 after
+// `post`, and `alpha_of` fills channel 3 when the destination has four.
+template <class D, int SrcBytes, int DstCh, int M0, int M1, int M2, RgbeDecoding Dec, class Post, class AlphaOf>
+inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, Post post, AlphaOf alpha_of) {
+    for (int64_t x = 0; x < n; ++x) {
+        const uint8_t* p = s + SrcBytes * x;
+        D* q = d + DstCh * x;
+        q[0] = post(DecodeRgbe<Dec>(p[M0], p[3]));
+        q[1] = post(DecodeRgbe<Dec>(p[M1], p[3]));
+        q[2] = post(DecodeRgbe<Dec>(p[M2], p[3]));
+        if constexpr (DstCh == 4) q[3] = alpha_of(p);
+    }
+}
+
+constexpr auto as_is = [](float v) { return v; };
+constexpr auto alpha_one = [](const uint8_t*) { return 1.0f; };
+
+EFFECTS_VECTOR_CLONES void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
+    decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
+                                                             static_cast<float*>(d), n, as_is, alpha_one);
+}
+
+EFFECTS_VECTOR_CLONES void pRGBEAto128RGBA(const void* s, void* d, int64_t n) {
+    decode_row<float, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
+        static_cast<const uint8_t*>(s), static_cast<float*>(d), n, as_is,
+        [](const uint8_t* p) { return static_cast<float>(p[4]) * kInv255; });
+}
+
+EFFECTS_VECTOR_CLONES void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
+    decode_row<float, 5, 3, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
+                                                             static_cast<float*>(d), n, as_is, alpha_one);
+}
+
+EFFECTS_VECTOR_CLONES void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
+    decode_row<uint8_t, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
+        static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
+        [](float v) { return ClampToByte(v * 255.0f); }, [](const uint8_t* p) { return p[4]; });
+}
+
+void pRGBEto128gamma(const void* s, void* d, int64_t n) {
+    decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::Plain>(static_cast<const uint8_t*>(s),
+                                                          static_cast<float*>(d), n, gamma_of, alpha_one);
+}
+
+// RgbFloat to RgbaFloat through the display gamma, reversed, alpha 1.0.
+void pRGBFto128gamma(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    float* __restrict d = static_cast<float*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 0] = gamma_of(s[3 * x + 2]);
+        d[4 * x + 1] = gamma_of(s[3 * x + 1]);
+        d[4 * x + 2] = gamma_of(s[3 * x + 0]);
+        d[4 * x + 3] = 1.0f;
+    }
+}
+
+// ---- the table -------------------------------------------------------------
+
+constexpr ConversionKernel per_value(int sb, int db, void (*v)(const void*, void*, int64_t),
+                                     void (*p)(const void*, void*, int64_t)) {
+    return {sb, db, 1, false, 4, p, v};
+}
+constexpr ConversionKernel per_pixel(int sb, int db, void (*p)(const void*, void*, int64_t), int align = 1,
+                                     bool flip = false) {
+    return {sb, db, align, flip, 0, p, nullptr};
+}
+
+const ConversionKernel kKernels[] = {
+    /* 0 unused */ {},
+    /* 64_TO_32 */ per_value(8, 4, v64to32, four_values_per_pixel<v64to32>),
+    /* 64_TO_32_SCREEN */ per_pixel(8, 4, p64to32screen),
+    /* 128_TO_32 */ per_value(16, 4, v128to32, four_values_per_pixel<v128to32>),
+    /* 128_TO_64 */ per_value(16, 8, v128to64, four_values_per_pixel<v128to64>),
+    /* 32_TO_64 */ per_value(4, 8, v32to64, four_values_per_pixel<v32to64>),
+    /* 32_TO_128 */ per_value(4, 16, v32to128, four_values_per_pixel<v32to128>),
+    /* 64_TO_128 */ per_value(8, 16, v64to128, four_values_per_pixel<v64to128>),
+    /* 32_TO_RGBE */ per_pixel(4, 4, p32toRGBE),
+    /* 24_TO_32 */ per_pixel(3, 4, p24to32, 4, true),
+    /* 32_TO_RGB8 */ per_pixel(4, 3, p4to3_reversed<uint8_t>),
+    /* RGB8_TO_32 */ per_pixel(3, 4, p3to4_reversed<uint8_t>),
+    /* 128_TO_RGBF */ per_pixel(16, 12, p4to3_reversed<float>),
+    /* RGBF_TO_128 */ per_pixel(12, 16, p3to4_reversed<float>),
+    /* 64_TO_RGB16 */ per_pixel(8, 6, p15to16),
+    /* RGB16_TO_64 */ per_pixel(6, 8, p16to15),
+    /* FLOAT3_TO_64 */ per_pixel(12, 8, pfloat3to64),
+    /* 32_TO_RGBEA */ per_pixel(4, 5, p32toRGBEA),
+    /* 64_TO_RGBEA */ per_pixel(8, 5, p64toRGBEA),
+    /* 128_TO_RGBEA */ per_pixel(16, 5, p128RGBAtoRGBEA),
+    /* RGBF_TO_RGBE */ per_pixel(12, 4, p128RGBtoRGBE),
+    /* RGBF_TO_RGBEA */ per_pixel(12, 5, p128RGBtoRGBEA),
+    /* RGBE_TO_RGBEA */ per_pixel(4, 5, pRGBEtoRGBEA),
+    /* RGBE_TO_128 */ per_pixel(4, 16, pRGBEto128RGBA),
+    /* RGBEA_TO_128 */ per_pixel(5, 16, pRGBEAto128RGBA),
+    /* RGBEA_TO_RGBF */ per_pixel(5, 12, pRGBEAto128RGB),
+    /* RGBEA_TO_32 */ per_pixel(5, 4, pRGBEAto32RGBA),
+    /* RGBF_TO_128_GAMMA */ per_pixel(12, 16, pRGBFto128gamma),
+    /* RGBE_TO_128_GAMMA */ per_pixel(4, 16, pRGBEto128gamma),
+};
+static_assert(sizeof(kKernels) / sizeof(kKernels[0]) == EFFECTS_CONVERT_RGBE_TO_128_GAMMA + 1,
+              "one kernel per conversion id");
+
+}  // namespace
+
+const ConversionKernel* conversion_kernel(int32_t id) {
+    if (id < EFFECTS_CONVERT_64_TO_32 || id > EFFECTS_CONVERT_RGBE_TO_128_GAMMA) return nullptr;
+    return &kKernels[id];
+}
+
+}  // namespace effects::detail

@@ -1,0 +1,110 @@
+// The shared-exponent codec used by every RGBE and RGBEA member, the
+// Radiance files and the HDR work: one encoder (with the clamped or the
+// truncating mantissa) and the two decoders (with and without the half step).
+#pragma once
+
+#include <cstdint>
+
+#include "frame/numeric.hpp"
+
+namespace effects::detail {
+
+enum class MantissaRounding {
+    Clamp,     // ClampToByte of each product: every parallel encoder
+    Truncate,  // plain truncation: the serial 8-bit encoder, whose inputs stay below 256
+};
+
+// 2^(exponent - 136) as a float for an exponent byte 0..255; exact, since
+// every such power (down to 2^-136) is a float, subnormal below E = 10.
+inline float RgbeFactor(uint32_t e) {
+    return BitsToFloat(e >= 10 ? (e - 9) << 23 : 1u << (e + 13));
+}
+
+// Scale s = f / m * 256 of the encoder for a largest channel m >= 1e-32.
+// With f, e = frexp(m), f / m is exactly 2^-e, so s is the float 2^(8 - e),
+// built here from m's exponent field. An infinite or NaN m has e = 0 and
+// f / m NaN, which sends every mantissa to 0.
+inline float RgbeScale(float m, int32_t* e) {
+    const uint32_t field = (FloatBits(m) >> 23) & 0xFFu;
+    if (field == 0xFFu) {
+        *e = 0;
+        return BitsToFloat(0x7FC00000u);
+    }
+    *e = static_cast<int32_t>(field) - 126;
+    return BitsToFloat((261u - field) << 23);
+}
+
+// Encodes channels c0, c1, c2 (in the order the source holds them) into
+// out[0..2] and the exponent into out[3]. Returns false for a black pixel
+// (largest channel below 1e-32), whose four bytes are 0.
+template <MantissaRounding R>
+inline bool EncodeRgbe(float c0, float c1, float c2, uint8_t* out) {
+    float m = c0;
+    if (c1 > m) m = c1;
+    if (c2 > m) m = c2;
+    if (m < 1e-32f) {
+        out[0] = out[1] = out[2] = out[3] = 0;
+        return false;
+    }
+    int32_t e;
+    const float s = RgbeScale(m, &e);
+    if constexpr (R == MantissaRounding::Clamp) {
+        out[0] = ClampToByte(c0 * s);
+        out[1] = ClampToByte(c1 * s);
+        out[2] = ClampToByte(c2 * s);
+        out[3] = ClampToByte(static_cast<float>(e + 128));
+    } else {
+        out[0] = static_cast<uint8_t>(TruncateToInt(c0 * s));
+        out[1] = static_cast<uint8_t>(TruncateToInt(c1 * s));
+        out[2] = static_cast<uint8_t>(TruncateToInt(c2 * s));
+        out[3] = static_cast<uint8_t>(e + 128);
+    }
+    return true;
+}
+
+// The same encoder written with frexp exactly as the rule reads; kept as
+// the reference that the exponent-field path above is checked against.
+template <MantissaRounding R>
+inline bool EncodeRgbeReference(float c0, float c1, float c2, uint8_t* out) {
+    float m = c0;
+    if (c1 > m) m = c1;
+    if (c2 > m) m = c2;
+    if (m < 1e-32f) {
+        out[0] = out[1] = out[2] = out[3] = 0;
+        return false;
+    }
+    int e = 0;
+    const double f = FloatFrexp(m, &e);
+    const float s = static_cast<float>(f / static_cast<double>(m) * 256.0);
+    if constexpr (R == MantissaRounding::Clamp) {
+        out[0] = ClampToByte(c0 * s);
+        out[1] = ClampToByte(c1 * s);
+        out[2] = ClampToByte(c2 * s);
+        out[3] = ClampToByte(static_cast<float>(e + 128));
+    } else {
+        out[0] = static_cast<uint8_t>(TruncateToInt(c0 * s));
+        out[1] = static_cast<uint8_t>(TruncateToInt(c1 * s));
+        out[2] = static_cast<uint8_t>(TruncateToInt(c2 * s));
+        out[3] = static_cast<uint8_t>(e + 128);
+    }
+    return true;
+}
+
+enum class RgbeDecoding {
+    HalfStep,  // (m + 0.5) * 2^(E-136), exponent 0 is black
+    Plain,     // m * 2^(E-136), no test for exponent 0
+};
+
+// Decodes one mantissa byte with exponent byte e. Both variants are exact in
+// single precision, so the float product equals the double ldexp rounded.
+template <RgbeDecoding D>
+inline float DecodeRgbe(uint8_t mantissa, uint8_t e) {
+    if constexpr (D == RgbeDecoding::HalfStep) {
+        const float v = (static_cast<float>(mantissa) + 0.5f) * RgbeFactor(e);
+        return e == 0 ? 0.0f : v;
+    } else {
+        return static_cast<float>(mantissa) * RgbeFactor(e);
+    }
+}
+
+}  // namespace effects::detail
