@@ -14,7 +14,7 @@ namespace {
 #if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__clang__)
 // Memory-bound loops get an AVX2 clone picked at load time; the vector code
 // computes the same bytes as the baseline (no FMA is ever enabled).
-#define EFFECTS_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#define EFFECTS_VECTOR_CLONES __attribute__((target_clones("avx2", "default"), flatten))
 #else
 #define EFFECTS_VECTOR_CLONES
 #endif
@@ -185,25 +185,39 @@ enum class AlphaByte {
     LitMarker,   // 1 for a pixel with light, 0 for black: RgbFloat to Rgbea
 };
 
-// One encoder for every member: the source's channels `i0, i1, i2` (of
+// One encoder for every member: the source's channels `I0, I1, I2` (of
 // `SrcCh` per pixel) are scaled by `to_float` and encoded in that order (the
 // order decides which channel wins the largest-value test, NaNs included);
 // mantissa k then lands in output byte `OutK`, the exponent in byte 3.
+// Pixels go through in blocks: gathered into channel arrays, encoded by a
+// loop the compiler vectorises, then scattered into the 4- or 5-byte layout.
+// A row's tail is a shorter block through the same code.
 template <class S, int SrcCh, int DstBytes, int I0, int I1, int I2, int Out0, int Out1, int Out2,
           MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf>
 inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, ToFloat to_float,
                        AlphaOf alpha_of) {
-    for (int64_t x = 0; x < n; ++x) {
-        const S* p = s + SrcCh * x;
-        uint8_t* q = d + DstBytes * x;
-        uint8_t e[4];
-        const bool lit = EncodeRgbe<R>(to_float(p[I0]), to_float(p[I1]), to_float(p[I2]), e);
-        q[Out0] = e[0];
-        q[Out1] = e[1];
-        q[Out2] = e[2];
-        q[3] = e[3];
-        if constexpr (A == AlphaByte::FromSource) q[4] = alpha_of(p[3]);
-        if constexpr (A == AlphaByte::LitMarker) q[4] = lit ? 1 : 0;
+    constexpr int64_t kBlock = 256;
+    float c0[kBlock], c1[kBlock], c2[kBlock];
+    uint32_t word[kBlock];
+    for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
+        const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
+        const S* p = s + SrcCh * x0;
+        uint8_t* q = d + DstBytes * x0;
+        for (int64_t i = 0; i < count; ++i) {
+            c0[i] = to_float(p[SrcCh * i + I0]);
+            c1[i] = to_float(p[SrcCh * i + I1]);
+            c2[i] = to_float(p[SrcCh * i + I2]);
+        }
+        for (int64_t i = 0; i < count; ++i) word[i] = EncodeRgbeWord<R>(c0[i], c1[i], c2[i]);
+        for (int64_t i = 0; i < count; ++i) {
+            uint8_t* o = q + DstBytes * i;
+            o[Out0] = static_cast<uint8_t>(word[i]);
+            o[Out1] = static_cast<uint8_t>(word[i] >> 8);
+            o[Out2] = static_cast<uint8_t>(word[i] >> 16);
+            o[3] = static_cast<uint8_t>(word[i] >> 24);
+            if constexpr (A == AlphaByte::FromSource) o[4] = alpha_of(p[SrcCh * i + 3]);
+            if constexpr (A == AlphaByte::LitMarker) o[4] = word[i] != 0 ? 1 : 0;
+        }
     }
 }
 
@@ -211,20 +225,20 @@ constexpr auto no_alpha = [](auto) -> uint8_t { return 0; };
 
 // Serial 8-bit encoder of the Radiance order: reads R, G, B (bytes 2, 1, 0)
 // and truncates its mantissas.
-void p32toRGBE(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void p32toRGBE(const void* s, void* d, int64_t n) {
     encode_row<uint8_t, 4, 4, 2, 1, 0, 0, 1, 2, MantissaRounding::Truncate, AlphaByte::None>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint8_t v) { return static_cast<float>(v) * kInv255; }, no_alpha);
 }
 
-void p32toRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void p32toRGBEA(const void* s, void* d, int64_t n) {
     encode_row<uint8_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint8_t v) { return static_cast<float>(v) * kInv255; }, [](uint8_t a) { return a; });
 }
 
 // The 15-bit alpha becomes a byte by a truncated division by 128.
-void p64toRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void p64toRGBEA(const void* s, void* d, int64_t n) {
     encode_row<uint16_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const uint16_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; },
@@ -234,13 +248,13 @@ void p64toRGBEA(const void* s, void* d, int64_t n) {
 }
 
 // Float alpha is clamped to a byte, black pixels included.
-void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
     encode_row<float, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; },
         [](float a) { return ClampToByte(a * 255.0f); });
 }
 
-void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
     encode_row<float, 3, 4, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::None>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
 }
@@ -248,7 +262,7 @@ void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
 // RgbFloat to Rgbea: encoded in the source's R, G, B order, stored reversed,
 // and alpha 1, not 255, on lit pixels; callers that read this buffer back
 // depend on the marker.
-void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
     encode_row<float, 3, 5, 0, 1, 2, 2, 1, 0, MantissaRounding::Clamp, AlphaByte::LitMarker>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
 }
@@ -295,7 +309,7 @@ EFFECTS_VECTOR_CLONES void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
         [](float v) { return ClampToByte(v * 255.0f); }, [](const uint8_t* p) { return p[4]; });
 }
 
-void pRGBEto128gamma(const void* s, void* d, int64_t n) {
+EFFECTS_VECTOR_CLONES void pRGBEto128gamma(const void* s, void* d, int64_t n) {
     decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::Plain>(static_cast<const uint8_t*>(s),
                                                           static_cast<float*>(d), n, gamma_of, alpha_one);
 }

@@ -33,8 +33,9 @@ inline uint16_t ClampTo15(float f) {
 // Truncation of a float that is known to lie in the range of int32 (or NaN,
 // which gives the x86 integer indefinite) without undefined behaviour.
 inline int32_t TruncateToInt(float f) {
-    if (!(f >= -2147483648.0f && f < 2147483648.0f)) return INT32_MIN;
-    return static_cast<int32_t>(f);
+    const bool in_range = f >= -2147483648.0f && f < 2147483648.0f;
+    const int32_t t = static_cast<int32_t>(in_range ? f : 0.0f);
+    return in_range ? t : INT32_MIN;
 }
 
 // frexp of a float widened to double: mantissa in [0.5, 1), power-of-two

@@ -15,51 +15,54 @@ enum class MantissaRounding {
 };
 
 // 2^(exponent - 136) as a float for an exponent byte 0..255; exact, since
-// every such power (down to 2^-136) is a float, subnormal below E = 10.
-inline float RgbeFactor(uint32_t e) {
-    return BitsToFloat(e >= 10 ? (e - 9) << 23 : 1u << (e + 13));
-}
+// every such power (down to 2^-136) is a float, subnormal below E = 10. Built
+// as 2^(E - 72) * 2^-64: both factors and the product are exact.
+inline float RgbeFactor(uint32_t e) { return BitsToFloat((e + 55u) << 23) * 0x1p-64f; }
 
-// Scale s = f / m * 256 of the encoder for a largest channel m >= 1e-32.
-// With f, e = frexp(m), f / m is exactly 2^-e, so s is the float 2^(8 - e),
-// built here from m's exponent field. An infinite or NaN m has e = 0 and
-// f / m NaN, which sends every mantissa to 0.
-inline float RgbeScale(float m, int32_t* e) {
+// Encodes channels c0, c1, c2 (in the order the source holds them; the
+// order decides which channel wins the largest-value test, NaNs included)
+// into one word: mantissas in bytes 0..2, exponent in byte 3, 0 for a black
+// pixel (largest channel below 1e-32).
+//
+// With f, e = frexp(m) the scale f / m * 256 is exactly the float 2^(8 - e),
+// built here from m's exponent field; an infinite or NaN m has e = 0 and a
+// NaN scale, which sends every mantissa to 0. Written without branches so
+// that loops over it vectorise; EncodeRgbeReference below is the same rule
+// spelt with frexp, and the two are checked against each other.
+template <MantissaRounding R>
+inline uint32_t EncodeRgbeWord(float c0, float c1, float c2) {
+    float m = c1 > c0 ? c1 : c0;
+    m = c2 > m ? c2 : m;
     const uint32_t field = (FloatBits(m) >> 23) & 0xFFu;
-    if (field == 0xFFu) {
-        *e = 0;
-        return BitsToFloat(0x7FC00000u);
+    const bool special = field == 0xFFu;
+    const float s = special ? BitsToFloat(0x7FC00000u) : BitsToFloat((261u - field) << 23);
+    const int32_t e = special ? 0 : static_cast<int32_t>(field) - 126;
+    uint32_t b0, b1, b2, be;
+    if constexpr (R == MantissaRounding::Clamp) {
+        b0 = ClampToByte(c0 * s);
+        b1 = ClampToByte(c1 * s);
+        b2 = ClampToByte(c2 * s);
+        // ClampToByte of the float e + 128 (22..256): the integer capped at 255.
+        be = static_cast<uint32_t>(e + 128 > 255 ? 255 : e + 128);
+    } else {
+        b0 = static_cast<uint8_t>(TruncateToInt(c0 * s));
+        b1 = static_cast<uint8_t>(TruncateToInt(c1 * s));
+        b2 = static_cast<uint8_t>(TruncateToInt(c2 * s));
+        be = static_cast<uint8_t>(e + 128);
     }
-    *e = static_cast<int32_t>(field) - 126;
-    return BitsToFloat((261u - field) << 23);
+    const uint32_t word = b0 | b1 << 8 | b2 << 16 | be << 24;
+    return m < 1e-32f ? 0u : word;
 }
 
-// Encodes channels c0, c1, c2 (in the order the source holds them) into
-// out[0..2] and the exponent into out[3]. Returns false for a black pixel
-// (largest channel below 1e-32), whose four bytes are 0.
+// The same into out[0..3]; returns false for a black pixel.
 template <MantissaRounding R>
 inline bool EncodeRgbe(float c0, float c1, float c2, uint8_t* out) {
-    float m = c0;
-    if (c1 > m) m = c1;
-    if (c2 > m) m = c2;
-    if (m < 1e-32f) {
-        out[0] = out[1] = out[2] = out[3] = 0;
-        return false;
-    }
-    int32_t e;
-    const float s = RgbeScale(m, &e);
-    if constexpr (R == MantissaRounding::Clamp) {
-        out[0] = ClampToByte(c0 * s);
-        out[1] = ClampToByte(c1 * s);
-        out[2] = ClampToByte(c2 * s);
-        out[3] = ClampToByte(static_cast<float>(e + 128));
-    } else {
-        out[0] = static_cast<uint8_t>(TruncateToInt(c0 * s));
-        out[1] = static_cast<uint8_t>(TruncateToInt(c1 * s));
-        out[2] = static_cast<uint8_t>(TruncateToInt(c2 * s));
-        out[3] = static_cast<uint8_t>(e + 128);
-    }
-    return true;
+    const uint32_t w = EncodeRgbeWord<R>(c0, c1, c2);
+    out[0] = static_cast<uint8_t>(w);
+    out[1] = static_cast<uint8_t>(w >> 8);
+    out[2] = static_cast<uint8_t>(w >> 16);
+    out[3] = static_cast<uint8_t>(w >> 24);
+    return w != 0;
 }
 
 // The same encoder written with frexp exactly as the rule reads; kept as
