@@ -73,10 +73,13 @@ int32_t convert_image(int32_t id, int32_t width, int32_t height, const void* src
     if (width < 0 || height < 0) return EFFECTS_ERROR_NEGATIVE_SIZE;
     if (width == 0 || height == 0) return EFFECTS_OK;
     if (!src || !dst) return EFFECTS_ERROR_NULL_POINTER;
+    // A stride is at least one packed row of its format (Rgb8 rows keep
+    // their padding to 4 bytes); the bytes touched end with the last pixel.
     const int64_t src_row = packed_row_bytes(width, k->src_bytes_per_pixel, 1);
     const int64_t dst_row = packed_row_bytes(width, k->dst_bytes_per_pixel, 1);
-    if (src_row < 0 || dst_row < 0) return EFFECTS_ERROR_TOO_LARGE;
-    if (src_stride < src_row || dst_stride < dst_row) return EFFECTS_ERROR_BAD_STRIDE;
+    const int64_t src_min_stride = packed_row_bytes(width, k->src_bytes_per_pixel, k->src_row_align);
+    if (src_row < 0 || dst_row < 0 || src_min_stride < 0) return EFFECTS_ERROR_TOO_LARGE;
+    if (src_stride < src_min_stride || dst_stride < dst_row) return EFFECTS_ERROR_BAD_STRIDE;
     const int64_t limit = std::numeric_limits<intptr_t>::max() / 2;
     if (src_stride > limit / height || dst_stride > limit / height) return EFFECTS_ERROR_TOO_LARGE;
     // The extents touched: from the first byte to the end of the last row.

@@ -15,9 +15,15 @@ enum class MantissaRounding {
 };
 
 // 2^(exponent - 136) as a float for an exponent byte 0..255; exact, since
-// every such power (down to 2^-136) is a float, subnormal below E = 10. Built
-// as 2^(E - 72) * 2^-64: both factors and the product are exact.
-inline float RgbeFactor(uint32_t e) { return BitsToFloat((e + 55u) << 23) * 0x1p-64f; }
+// every such power (down to 2^-136) is a float. From E = 10 up it is a
+// normal float built from its exponent field; below, a subnormal, built as
+// 2^(E - 72) * 2^-64 (both factors and the product exact). Both sides are
+// computed and one selected, so loops over it vectorise.
+inline float RgbeFactor(uint32_t e) {
+    const float normal = BitsToFloat((e - 9u) << 23);
+    const float subnormal = BitsToFloat((e + 55u) << 23) * 0x1p-64f;
+    return e >= 10u ? normal : subnormal;
+}
 
 // Encodes channels c0, c1, c2 (in the order the source holds them; the
 // order decides which channel wins the largest-value test, NaNs included)
