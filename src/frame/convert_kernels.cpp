@@ -3,6 +3,7 @@
 // decoders share the codec of rgbe.hpp through two small templates, and each
 // member's quirk (channel order, alpha rule, rounding) is a visible argument.
 #include <cmath>
+#include <cstring>
 
 #include "frame/convert.hpp"
 #include "frame/numeric.hpp"
@@ -269,23 +270,49 @@ EFFECTS_VECTOR_CLONES void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
 
 // ---- RGBE decoders -------------------------------------------------------
 
-// One decoder for every member: mantissas `m0, m1, m2` of a pixel of
+// One decoder for every member: mantissa bytes `M0, M1, M2` of a pixel of
 // `SrcBytes` (exponent at byte 3) go to destination channels 0..2 after
-// `post`, and `alpha_of` fills channel 3 when the destination has four.
+// `post`, and `alpha_of` (given the pixel's bytes 4..7 as a word, or 0 for
+// a four-byte pixel) fills channel 3 when the destination has four. Like
+// the encoder it runs in blocks: the pixels' first four bytes are gathered
+// as words, decoded by a loop the compiler vectorises, then interleaved
+// into the destination.
 template <class D, int SrcBytes, int DstCh, int M0, int M1, int M2, RgbeDecoding Dec, class Post, class AlphaOf>
 inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, Post post, AlphaOf alpha_of) {
-    for (int64_t x = 0; x < n; ++x) {
-        const uint8_t* p = s + SrcBytes * x;
-        D* q = d + DstCh * x;
-        q[0] = post(DecodeRgbe<Dec>(p[M0], p[3]));
-        q[1] = post(DecodeRgbe<Dec>(p[M1], p[3]));
-        q[2] = post(DecodeRgbe<Dec>(p[M2], p[3]));
-        if constexpr (DstCh == 4) q[3] = alpha_of(p);
+    constexpr int64_t kBlock = 256;
+    uint32_t word[kBlock];
+    uint8_t alpha[kBlock];
+    float v0[kBlock], v1[kBlock], v2[kBlock];
+    for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
+        const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
+        const uint8_t* p = s + SrcBytes * x0;
+        D* q = d + DstCh * x0;
+        for (int64_t i = 0; i < count; ++i) {
+            const uint8_t* px = p + SrcBytes * i;
+            uint32_t w;
+            std::memcpy(&w, px, 4);  // little-endian: byte k in bits 8k..8k+7
+            word[i] = w;
+            if constexpr (SrcBytes == 5) alpha[i] = px[4];
+        }
+        for (int64_t i = 0; i < count; ++i) {
+            const uint32_t w = word[i];
+            const uint32_t e = w >> 24;
+            v0[i] = DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e);
+            v1[i] = DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e);
+            v2[i] = DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e);
+        }
+        for (int64_t i = 0; i < count; ++i) {
+            D* o = q + DstCh * i;
+            o[0] = post(v0[i]);
+            o[1] = post(v1[i]);
+            o[2] = post(v2[i]);
+            if constexpr (DstCh == 4) o[3] = alpha_of(SrcBytes == 5 ? alpha[i] : uint8_t{0});
+        }
     }
 }
 
 constexpr auto as_is = [](float v) { return v; };
-constexpr auto alpha_one = [](const uint8_t*) { return 1.0f; };
+constexpr auto alpha_one = [](uint8_t) { return 1.0f; };
 
 EFFECTS_VECTOR_CLONES void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
     decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
@@ -295,7 +322,7 @@ EFFECTS_VECTOR_CLONES void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
 EFFECTS_VECTOR_CLONES void pRGBEAto128RGBA(const void* s, void* d, int64_t n) {
     decode_row<float, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<float*>(d), n, as_is,
-        [](const uint8_t* p) { return static_cast<float>(p[4]) * kInv255; });
+        [](uint8_t a) { return static_cast<float>(a) * kInv255; });
 }
 
 EFFECTS_VECTOR_CLONES void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
@@ -306,7 +333,7 @@ EFFECTS_VECTOR_CLONES void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
 EFFECTS_VECTOR_CLONES void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
     decode_row<uint8_t, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
-        [](float v) { return ClampToByte(v * 255.0f); }, [](const uint8_t* p) { return p[4]; });
+        [](float v) { return ClampToByte(v * 255.0f); }, [](uint8_t a) { return a; });
 }
 
 EFFECTS_VECTOR_CLONES void pRGBEto128gamma(const void* s, void* d, int64_t n) {

@@ -15,14 +15,16 @@ enum class MantissaRounding {
 };
 
 // 2^(exponent - 136) as a float for an exponent byte 0..255; exact, since
-// every such power (down to 2^-136) is a float. From E = 10 up it is a
-// normal float built from its exponent field; below, a subnormal, built as
-// 2^(E - 72) * 2^-64 (both factors and the product exact). Both sides are
-// computed and one selected, so loops over it vectorise.
+// every such power (down to 2^-136) is a float: from E = 10 up a normal
+// float built from its exponent field, below a subnormal formed as
+// 2^(E - 72) * 2^-64 (both factors and the product exact). Both are
+// computed and one picked by a bit mask, so loops over it vectorise even
+// without variable vector shifts.
 inline float RgbeFactor(uint32_t e) {
-    const float normal = BitsToFloat((e - 9u) << 23);
-    const float subnormal = BitsToFloat((e + 55u) << 23) * 0x1p-64f;
-    return e >= 10u ? normal : subnormal;
+    const uint32_t normal = (e - 9u) << 23;
+    const uint32_t subnormal = FloatBits(BitsToFloat(((e + 55u) & 0xFFu) << 23) * 0x1p-64f);
+    const uint32_t use_normal = 0u - static_cast<uint32_t>(e >= 10u);
+    return BitsToFloat((normal & use_normal) | (subnormal & ~use_normal));
 }
 
 // Encodes channels c0, c1, c2 (in the order the source holds them; the
@@ -107,12 +109,14 @@ enum class RgbeDecoding {
 // Decodes one mantissa byte with exponent byte e. Both variants are exact in
 // single precision, so the float product equals the double ldexp rounded.
 template <RgbeDecoding D>
-inline float DecodeRgbe(uint8_t mantissa, uint8_t e) {
+inline float DecodeRgbe(uint32_t mantissa, uint32_t e) {
     if constexpr (D == RgbeDecoding::HalfStep) {
-        const float v = (static_cast<float>(mantissa) + 0.5f) * RgbeFactor(e);
-        return e == 0 ? 0.0f : v;
+        // Exponent 0 is black: the bits are masked rather than branched on,
+        // so that the loop vectorises.
+        const float v = (static_cast<float>(static_cast<int32_t>(mantissa)) + 0.5f) * RgbeFactor(e);
+        return BitsToFloat(FloatBits(v) & (0u - static_cast<uint32_t>(e != 0)));
     } else {
-        return static_cast<float>(mantissa) * RgbeFactor(e);
+        return static_cast<float>(static_cast<int32_t>(mantissa)) * RgbeFactor(e);
     }
 }
 
