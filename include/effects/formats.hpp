@@ -20,102 +20,69 @@ constexpr std::ptrdiff_t packed_row_bytes(std::int64_t width, int bytes_per_pixe
     return static_cast<std::ptrdiff_t>(padded);
 }
 
+// The common shape of a format's traits: storage type of one channel,
+// channels (and bytes) per pixel, row alignment, vertical order and the
+// value of full intensity.
+template <class Channel, int Channels, int BytesPerPixel, int RowAlign, bool BottomUp>
+struct FormatTraits {
+    using channel_type = Channel;
+    static constexpr int channels = Channels;
+    static constexpr int bytes_per_pixel = BytesPerPixel;
+    static constexpr int row_align = RowAlign;
+    static constexpr bool bottom_up = BottomUp;
+};
+
 // Four 8-bit channels B, G, R, A ("32").
-struct Bgra8 {
-    using channel_type = std::uint8_t;
-    static constexpr int channels = 4;
-    static constexpr int bytes_per_pixel = 4;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct Bgra8 : FormatTraits<std::uint8_t, 4, 4, 1, false> {
     static constexpr float one = 255.0f;
     static constexpr const char* name = "Bgra8";
 };
 
 // Four 16-bit words B, G, R, A holding 0..32767 ("64"); read as signed.
-struct Rgba16 {
-    using channel_type = std::uint16_t;
-    static constexpr int channels = 4;
-    static constexpr int bytes_per_pixel = 8;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct Rgba16 : FormatTraits<std::uint16_t, 4, 8, 1, false> {
     static constexpr float one = 32767.0f;
     static constexpr const char* name = "Rgba16";
 };
 
 // Four floats B, G, R, A, 1.0 = white, larger values allowed ("128").
-struct RgbaFloat {
-    using channel_type = float;
-    static constexpr int channels = 4;
-    static constexpr int bytes_per_pixel = 16;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct RgbaFloat : FormatTraits<float, 4, 16, 1, false> {
     static constexpr float one = 1.0f;
     static constexpr const char* name = "RgbaFloat";
 };
 
 // Radiance order R, G, B mantissas and a shared exponent byte (bias 128).
-struct Rgbe {
-    using channel_type = std::uint8_t;
-    static constexpr int channels = 4;
-    static constexpr int bytes_per_pixel = 4;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct Rgbe : FormatTraits<std::uint8_t, 4, 4, 1, false> {
     static constexpr float one = 1.0f;
     static constexpr const char* name = "Rgbe";
 };
 
 // The library's compact HDR layout: B, G, R mantissas, exponent, alpha.
-struct Rgbea {
-    using channel_type = std::uint8_t;
-    static constexpr int channels = 5;
-    static constexpr int bytes_per_pixel = 5;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct Rgbea : FormatTraits<std::uint8_t, 5, 5, 1, false> {
     static constexpr float one = 1.0f;
     static constexpr const char* name = "Rgbea";
 };
 
 // Device-independent 24-bit rows: B, G, R, each row padded to 4 bytes, rows
 // stored bottom-up relative to Bgra8 ("24").
-struct Rgb8 {
-    using channel_type = std::uint8_t;
-    static constexpr int channels = 3;
-    static constexpr int bytes_per_pixel = 3;
-    static constexpr int row_align = 4;
-    static constexpr bool bottom_up = true;
+struct Rgb8 : FormatTraits<std::uint8_t, 3, 3, 4, true> {
     static constexpr float one = 255.0f;
     static constexpr const char* name = "Rgb8";
 };
 
 // Exchange layout R, G, B, 8-bit, no padding.
-struct Rgb8Packed {
-    using channel_type = std::uint8_t;
-    static constexpr int channels = 3;
-    static constexpr int bytes_per_pixel = 3;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct Rgb8Packed : FormatTraits<std::uint8_t, 3, 3, 1, false> {
     static constexpr float one = 255.0f;
     static constexpr const char* name = "Rgb8Packed";
 };
 
 // Exchange layout R, G, B, 16-bit full range ("16BIT").
-struct Rgb16 {
-    using channel_type = std::uint16_t;
-    static constexpr int channels = 3;
-    static constexpr int bytes_per_pixel = 6;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct Rgb16 : FormatTraits<std::uint16_t, 3, 6, 1, false> {
     static constexpr float one = 65535.0f;
     static constexpr const char* name = "Rgb16";
 };
 
 // Exchange layout R, G, B floats.
-struct RgbFloat {
-    using channel_type = float;
-    static constexpr int channels = 3;
-    static constexpr int bytes_per_pixel = 12;
-    static constexpr int row_align = 1;
-    static constexpr bool bottom_up = false;
+struct RgbFloat : FormatTraits<float, 3, 12, 1, false> {
     static constexpr float one = 1.0f;
     static constexpr const char* name = "RgbFloat";
 };

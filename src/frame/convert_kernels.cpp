@@ -75,67 +75,57 @@ void four_values_per_pixel(const void* s, void* d, int64_t n) {
     V(s, d, n * 4);
 }
 
-// Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
-EFFECTS_VECTOR_CLONES void p64to32screen(const void* s_, void* d_, int64_t n) {
-    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
-    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+// ---- channel maps ---------------------------------------------------------
+
+// One kernel for the plain maps: destination channel k (k < 3) = op(source
+// channel Ik); a fourth destination channel, when there is one, gets
+// `alpha`. Written as a flat loop so that the compiler vectorises it.
+template <class S, class D, int SrcCh, int DstCh, int I0, int I1, int I2, class Op>
+inline void map_pixels(const void* s_, void* d_, int64_t n, Op op, D alpha = D{}) {
+    const S* __restrict s = static_cast<const S*>(s_);
+    D* __restrict d = static_cast<D*>(d_);
     for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 0] = static_cast<uint8_t>(s[4 * x + 0] >> 7);
-        d[4 * x + 1] = static_cast<uint8_t>(s[4 * x + 1] >> 7);
-        d[4 * x + 2] = static_cast<uint8_t>(s[4 * x + 2] >> 7);
-        d[4 * x + 3] = 255;
+        d[DstCh * x + 0] = op(s[SrcCh * x + I0]);
+        d[DstCh * x + 1] = op(s[SrcCh * x + I1]);
+        d[DstCh * x + 2] = op(s[SrcCh * x + I2]);
+        if constexpr (DstCh == 4) d[DstCh * x + 3] = alpha;
     }
 }
 
-// ---- geometry form: channel maps ---------------------------------------
+constexpr auto same = [](auto v) { return v; };
+
+// Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
+EFFECTS_VECTOR_CLONES void p64to32screen(const void* s, void* d, int64_t n) {
+    map_pixels<uint16_t, uint8_t, 4, 4, 0, 1, 2>(s, d, n, [](uint16_t v) { return static_cast<uint8_t>(v >> 7); },
+                                                 uint8_t{255});
+}
 
 // Rgb8 row to Bgra8 row, order kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void p24to32(const void* s_, void* d_, int64_t n) {
-    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
-    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 0] = s[3 * x + 0];
-        d[4 * x + 1] = s[3 * x + 1];
-        d[4 * x + 2] = s[3 * x + 2];
-        d[4 * x + 3] = 255;
-    }
+EFFECTS_VECTOR_CLONES void p24to32(const void* s, void* d, int64_t n) {
+    map_pixels<uint8_t, uint8_t, 3, 4, 0, 1, 2>(s, d, n, same, uint8_t{255});
 }
 
 // Four channels to three, reversed, alpha dropped (8-bit and float alike).
 template <class T>
-EFFECTS_VECTOR_CLONES void p4to3_reversed(const void* s_, void* d_, int64_t n) {
-    const T* __restrict s = static_cast<const T*>(s_);
-    T* __restrict d = static_cast<T*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[3 * x + 0] = s[4 * x + 2];
-        d[3 * x + 1] = s[4 * x + 1];
-        d[3 * x + 2] = s[4 * x + 0];
-    }
+EFFECTS_VECTOR_CLONES void p4to3_reversed(const void* s, void* d, int64_t n) {
+    map_pixels<T, T, 4, 3, 2, 1, 0>(s, d, n, same);
 }
 
 // Three channels to four, reversed, alpha set to the format's opaque value.
 template <class T>
-EFFECTS_VECTOR_CLONES void p3to4_reversed(const void* s_, void* d_, int64_t n) {
-    const T* __restrict s = static_cast<const T*>(s_);
-    T* __restrict d = static_cast<T*>(d_);
-    const T opaque = static_cast<T>(sizeof(T) == 1 ? 255 : 1);
-    for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 0] = s[3 * x + 2];
-        d[4 * x + 1] = s[3 * x + 1];
-        d[4 * x + 2] = s[3 * x + 0];
-        d[4 * x + 3] = opaque;
-    }
+EFFECTS_VECTOR_CLONES void p3to4_reversed(const void* s, void* d, int64_t n) {
+    map_pixels<T, T, 3, 4, 2, 1, 0>(s, d, n, same, static_cast<T>(sizeof(T) == 1 ? 255 : 1));
 }
 
 // Rgba16 to Rgb16: reversed, each word doubled to the full 16-bit range.
-EFFECTS_VECTOR_CLONES void p15to16(const void* s_, void* d_, int64_t n) {
-    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
-    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[3 * x + 0] = static_cast<uint16_t>(s[4 * x + 2] * 2);
-        d[3 * x + 1] = static_cast<uint16_t>(s[4 * x + 1] * 2);
-        d[3 * x + 2] = static_cast<uint16_t>(s[4 * x + 0] * 2);
-    }
+EFFECTS_VECTOR_CLONES void p15to16(const void* s, void* d, int64_t n) {
+    map_pixels<uint16_t, uint16_t, 4, 3, 2, 1, 0>(s, d, n, [](uint16_t v) { return static_cast<uint16_t>(v * 2); });
+}
+
+// Three floats to Rgba16 with the channel order kept, alpha full.
+EFFECTS_VECTOR_CLONES void pfloat3to64(const void* s, void* d, int64_t n) {
+    map_pixels<float, uint16_t, 3, 4, 0, 1, 2>(s, d, n, [](float v) { return ClampTo15(v * 32767.0f); },
+                                              uint16_t{32767});
 }
 
 // Rgb16 to Rgba16, lopsided on purpose: R and G pass as signed words through
@@ -149,18 +139,6 @@ EFFECTS_VECTOR_CLONES void p16to15(const void* s_, void* d_, int64_t n) {
         d[4 * x + 1] = s[3 * x + 1];
         const float b = static_cast<float>(static_cast<int16_t>(s[3 * x + 2]));
         d[4 * x + 0] = ClampTo15(b * kInv65535 * 32767.0f);
-    }
-}
-
-// Three floats to Rgba16 with the channel order kept, alpha full.
-EFFECTS_VECTOR_CLONES void pfloat3to64(const void* s_, void* d_, int64_t n) {
-    const float* __restrict s = static_cast<const float*>(s_);
-    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 0] = ClampTo15(s[3 * x + 0] * 32767.0f);
-        d[4 * x + 1] = ClampTo15(s[3 * x + 1] * 32767.0f);
-        d[4 * x + 2] = ClampTo15(s[3 * x + 2] * 32767.0f);
-        d[4 * x + 3] = 32767;
     }
 }
 
