@@ -55,6 +55,12 @@ extern "C" {
 typedef uint_least16_t EffectsChar16;
 #endif
 
+/* Device contexts and bitmaps of the host, as pointer-sized opaque handles.
+ * On Windows they are the host's HDC and HBITMAP values; on other systems the
+ * host makes them with the functions of <effects/platform.h>. */
+typedef void* EffectsDC;
+typedef void* EffectsBitmap;
+
 /* ---- Library ---------------------------------------------------------- */
 
 /* "MAJOR.MINOR.PATCH" of the library actually loaded. */
@@ -189,6 +195,18 @@ EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32
    destination (which = 1) for the given width, or -1 for an unknown
    conversion or a size that does not fit. Rgb8 rows include their padding. */
 EFFECTS_API intptr_t EffectsConversionRowBytes(int32_t conversion, int32_t which, int32_t width);
+
+/* ---- Bitmap exchange ----------------------------------------------------
+ * Members on bitmap handles read the source bitmap as 24-bit rows (B, G, R,
+ * rows padded to 4 bytes, bottom row first), work on them and write them into
+ * the destination bitmap. They return -1 when the source bitmap's header
+ * cannot be read, 0 when its rows cannot be read, and otherwise the number of
+ * scan lines read. Source and destination may be the same bitmap. */
+
+/* Complements (bitwise not) red and green and blue (channel 1), red (2),
+   green (3) or blue (4); any other channel writes the rows back unchanged. */
+EFFECTS_API int32_t VexoInvert(EffectsDC destinationDC, EffectsBitmap destinationBitmap, EffectsDC sourceDC,
+                               EffectsBitmap sourceBitmap, int32_t channel);
 
 #ifdef __cplusplus
 } /* extern "C" */
