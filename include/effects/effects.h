@@ -145,8 +145,10 @@ EFFECTS_API double ConvertRGBEto128(int32_t exponent);
 
 /* ---- Checked conversion with row strides --------------------------------
  * The same kernels as the exports above, for images whose rows have any
- * stride (in bytes, at least the packed row size). Returns EFFECTS_OK or a
- * negative EFFECTS_ERROR_... code and then touches nothing. */
+ * stride in bytes that is at least the packed row size and a multiple of the
+ * format's channel size (2 for 16-bit formats, 4 for float formats), with
+ * buffers aligned to the channel size. Returns EFFECTS_OK or a negative
+ * EFFECTS_ERROR_... code and then touches nothing. */
 
 typedef enum EffectsConversion {
     EFFECTS_CONVERT_64_TO_32 = 1,        /* Rgba16 -> Bgra8       (Convert64to32Fast) */
@@ -186,6 +188,7 @@ typedef enum EffectsConversion {
 #define EFFECTS_ERROR_TOO_LARGE (-4)        /* a row or image size overflows the address space */
 #define EFFECTS_ERROR_UNKNOWN (-5)          /* not an EffectsConversion value */
 #define EFFECTS_ERROR_OVERLAP (-6)          /* source and destination memory overlap */
+#define EFFECTS_ERROR_MISALIGNED (-7)       /* a buffer not aligned to its channel size */
 
 EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32_t height,
                                         const void* src, intptr_t src_stride, void* dst,

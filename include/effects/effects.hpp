@@ -24,6 +24,7 @@ enum class Errc {
     too_large = EFFECTS_ERROR_TOO_LARGE,
     unknown = EFFECTS_ERROR_UNKNOWN,
     overlap = EFFECTS_ERROR_OVERLAP,
+    misaligned = EFFECTS_ERROR_MISALIGNED,
     size_mismatch = -100,
 };
 
@@ -44,10 +45,11 @@ inline const char* errc_text(int32_t code) {
     switch (code) {
         case EFFECTS_ERROR_NULL_POINTER: return "null pixel pointer for a non-empty image";
         case EFFECTS_ERROR_NEGATIVE_SIZE: return "negative width or height";
-        case EFFECTS_ERROR_BAD_STRIDE: return "row stride smaller than one row of pixels";
+        case EFFECTS_ERROR_BAD_STRIDE: return "row stride smaller than one row of pixels or not a multiple of the channel size";
         case EFFECTS_ERROR_TOO_LARGE: return "image size overflows the address space";
         case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
         case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
+        case EFFECTS_ERROR_MISALIGNED: return "pixels not aligned to the channel size";
         default: return "unexpected error";
     }
 }

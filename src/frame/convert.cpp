@@ -88,6 +88,12 @@ int32_t convert_image(int32_t id, int32_t width, int32_t height, const void* src
     const uintptr_t d1 = d0 + static_cast<uintptr_t>(dst_stride * (height - 1) + dst_row);
     if (s1 < s0 || d1 < d0) return EFFECTS_ERROR_TOO_LARGE;
     if (s0 < d1 && d0 < s1) return EFFECTS_ERROR_OVERLAP;
+    // Words and floats are read and written as such: every row starts on a
+    // multiple of its channel size.
+    if (src_stride % k->src_channel_bytes || dst_stride % k->dst_channel_bytes) return EFFECTS_ERROR_BAD_STRIDE;
+    if (reinterpret_cast<uintptr_t>(src) % static_cast<uintptr_t>(k->src_channel_bytes) ||
+        reinterpret_cast<uintptr_t>(dst) % static_cast<uintptr_t>(k->dst_channel_bytes))
+        return EFFECTS_ERROR_MISALIGNED;
     run_rows(*k, width, height, src, src_stride, dst, dst_stride);
     return EFFECTS_OK;
 }

@@ -10,6 +10,7 @@ namespace effects::detail {
 
 struct ConversionKernel {
     int src_bytes_per_pixel, dst_bytes_per_pixel;
+    int src_channel_bytes, dst_channel_bytes;  // alignment the rows need
     int src_row_align;          // 4 for the padded Rgb8 rows, else 1
     bool flip;                  // source row r goes to destination row height - 1 - r
     int values_per_pixel;       // > 0: a count-form member mapping each value alone

@@ -333,13 +333,17 @@ void pRGBFto128gamma(const void* s_, void* d_, int64_t n) {
 
 // ---- the table -------------------------------------------------------------
 
+// Bytes of one channel of a format, from its bytes per pixel.
+constexpr int channel_bytes(int bytes_per_pixel) {
+    return bytes_per_pixel == 8 || bytes_per_pixel == 6 ? 2 : bytes_per_pixel == 16 || bytes_per_pixel == 12 ? 4 : 1;
+}
 constexpr ConversionKernel per_value(int sb, int db, void (*v)(const void*, void*, int64_t),
                                      void (*p)(const void*, void*, int64_t)) {
-    return {sb, db, 1, false, 4, p, v};
+    return {sb, db, channel_bytes(sb), channel_bytes(db), 1, false, 4, p, v};
 }
 constexpr ConversionKernel per_pixel(int sb, int db, void (*p)(const void*, void*, int64_t), int align = 1,
                                      bool flip = false) {
-    return {sb, db, align, flip, 0, p, nullptr};
+    return {sb, db, channel_bytes(sb), channel_bytes(db), align, flip, 0, p, nullptr};
 }
 
 const ConversionKernel kKernels[] = {
