@@ -5,6 +5,11 @@
 # dynamic symbols with the same list.
 file(GLOB EFFECTS_PUBLIC_HEADER CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/include/effects/*.h)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${EFFECTS_PUBLIC_HEADER})
+if(WIN32)
+  # platform.h declares the host's device contexts and bitmaps for systems
+  # without GDI; a Windows host uses GDI's own.
+  list(FILTER EFFECTS_PUBLIC_HEADER EXCLUDE REGEX "/platform\\.h$")
+endif()
 
 function(effects_exported_names headers out_var)
   set(names)

@@ -7,8 +7,9 @@
  * itself, and the host makes, fills, reads and deletes them here:
  *
  *  - A memory device context is a surface of width x height pixels, 4 bytes
- *    each (B, G, R and a fourth byte that drawing sets to 0), rows top-down,
- *    cleared to 0 when made.
+ *    each (B, G, R and a fourth byte that drawing from 32-bit pixels copies
+ *    and drawing from 24-bit pixels sets to 0), rows top-down, cleared to 0
+ *    when made.
  *  - A bitmap has 24 or 32 bits per pixel (B, G, R or B, G, R, X) and rows
  *    padded to a multiple of 4 bytes. Its storage keeps the rows in the order
  *    the host asked for: bottom row first ("bottom-up", height > 0, as in a

@@ -56,7 +56,9 @@ int set_dib_bits(Dc dc, Bitmap bitmap, uint32_t start, uint32_t lines, const voi
 // (x_src, y_src, width, height) of a device-independent bitmap, of which bits
 // holds scan lines [start, start + lines), at (x, y) of the device context,
 // clipped to its surface. y_src counts from the bottom of a bottom-up bitmap.
-// Returns the number of scan lines set, 0 on failure.
+// Scan lines count from the bottom of the image in both row orders: with
+// fewer lines than rows, bits holds the bottom rows (in the header's row
+// order). Returns the number of scan lines set, 0 on failure.
 int set_dib_bits_to_device(Dc dc, int32_t x, int32_t y, uint32_t width, uint32_t height, int32_t x_src,
                            int32_t y_src, uint32_t start, uint32_t lines, const void* bits,
                            const BitmapHeader* header);

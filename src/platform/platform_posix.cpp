@@ -46,10 +46,6 @@ DibGeometry geometry(const BitmapHeader& h) {
     return {h.width, height, dib_stride(h.width, h.bit_count), h.bit_count / 8, h.height < 0};
 }
 
-// Row of the image (counted from the top) that scan line s of a DIB of this
-// geometry shows: scan lines count from the bottom of a bottom-up DIB.
-inline int64_t image_row_of_scan(const DibGeometry& g, int64_t s) { return g.top_down ? s : g.height - 1 - s; }
-
 // Scan lines [start, start + lines) clipped to the DIB and the bitmap, which
 // share their bottom row (bottom-up) or their top row (top-down); calls
 // fn(scan, bitmap row from the top) for each.
@@ -148,13 +144,16 @@ int set_dib_bits_to_device(Dc dc, int32_t x, int32_t y, uint32_t width, uint32_t
     // counts y_src from its bottom row.
     const int64_t h = height, w = width;
     const int64_t top = g.top_down ? int64_t{y_src} : g.height - (int64_t{y_src} + h);
+    // The band of scan lines counts from the bottom of the image in both row
+    // orders: it covers image rows [height - scan_end, height - scan_begin),
+    // stored bottom row first, or top row first in a top-down buffer.
+    const int64_t band_top = g.height - scan_end, band_bottom = g.height - scan_begin;
     for (int64_t r = 0; r < h; ++r) {
         const int64_t image_row = top + r;
         const int64_t dest_row = int64_t{y} + r;
-        if (image_row < 0 || image_row >= g.height || dest_row < 0 || dest_row >= s->height) continue;
-        const int64_t scan = image_row_of_scan(g, image_row);  // the map is its own inverse
-        if (scan < scan_begin || scan >= scan_end) continue;
-        const uint8_t* src_row = in + (scan - scan_begin) * g.stride;
+        if (image_row < band_top || image_row >= band_bottom || dest_row < 0 || dest_row >= s->height) continue;
+        const int64_t band_row = g.top_down ? image_row - band_top : g.height - 1 - image_row - scan_begin;
+        const uint8_t* src_row = in + band_row * g.stride;
         uint8_t* dst_row = s->row(static_cast<int32_t>(dest_row));
         for (int64_t c = 0; c < w; ++c) {
             const int64_t sx = int64_t{x_src} + c, dx = int64_t{x} + c;

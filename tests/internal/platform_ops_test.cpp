@@ -172,7 +172,9 @@ TEST(DibCallsFailure, BadHandlesFailWithZero) {
 
 // The surface a draw should leave: the DC starts black, and image pixel
 // (c, r) (r from the top) lands on (x + c, y + r) when the DC holds it and
-// its scan line is in [0, lines). Compares blue, green and red only.
+// the buffer does: `lines` scan lines count from the bottom of the image in
+// both row orders, so the buffer holds image rows h - lines .. h - 1 (bottom
+// row first, or top row first when top_down). The fourth byte is copied too.
 void expect_drawn(const TestDC& dc, const std::vector<uint8_t>& image, int32_t w, int32_t h, int32_t x, int32_t y,
                   int32_t lines, bool top_down) {
     const std::vector<uint8_t> got = dc.read();
@@ -180,10 +182,10 @@ void expect_drawn(const TestDC& dc, const std::vector<uint8_t>& image, int32_t w
         for (int32_t dx = 0; dx < dc.width(); ++dx) {
             const int32_t c = dx - x, r = dy - y;
             const bool inside = c >= 0 && c < w && r >= 0 && r < h;
-            const int32_t scan = top_down ? r : h - 1 - r;
-            const bool drawn = inside && scan < lines;
-            for (int k = 0; k < 3; ++k) {
-                const uint8_t want = drawn ? image[static_cast<size_t>((scan * w + c) * 4 + k)] : 0;
+            const bool drawn = inside && r >= h - lines;
+            const int32_t row = top_down ? r - (h - lines) : h - 1 - r;
+            for (int k = 0; k < 4; ++k) {
+                const uint8_t want = drawn ? image[static_cast<size_t>((row * w + c) * 4 + k)] : 0;
                 ASSERT_EQ(got[static_cast<size_t>((dy * dc.width() + dx) * 4 + k)], want)
                     << "surface pixel " << dx << "," << dy << " channel " << k;
             }
@@ -245,7 +247,7 @@ TEST(DrawScanLines, AShortCountDrawsTheBottomRowsOfABottomUpBuffer) {
     }
 }
 
-TEST(DrawScanLines, AShortCountDrawsTheTopRowsOfATopDownBuffer) {
+TEST(DrawScanLines, AShortCountOfATopDownBufferStillCountsFromTheBottom) {
     const int32_t w = 2, h = 3;
     TestDC dc(4, 4);
     const std::vector<uint8_t> image = draw_image(w, h);
