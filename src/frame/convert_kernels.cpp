@@ -100,10 +100,35 @@ EFFECTS_VECTOR_CLONES void p64to32screen(const void* s, void* d, int64_t n) {
                                                  uint8_t{255});
 }
 
-// Rgb8 row to Bgra8 row, order kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void p24to32(const void* s, void* d, int64_t n) {
-    map_pixels<uint8_t, uint8_t, 3, 4, 0, 1, 2>(s, d, n, same, uint8_t{255});
+// Three bytes to a four-byte pixel with opaque alpha, order kept or
+// reversed: each pixel is read as one word (the last pixel of a row bytewise,
+// so nothing past the row is read) and written as one word.
+template <bool Reversed>
+inline void bytes3to4(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    auto out = [](uint32_t v) {
+        const uint32_t rgb = Reversed ? (v & 0xFFu) << 16 | (v & 0xFF00u) | (v >> 16 & 0xFFu) : v & 0xFFFFFFu;
+        return rgb | 0xFF000000u;
+    };
+    for (int64_t x = 0; x + 1 < n; ++x) {
+        uint32_t v;
+        std::memcpy(&v, s + 3 * x, 4);
+        const uint32_t o = out(v);
+        std::memcpy(d + 4 * x, &o, 4);
+    }
+    if (n > 0) {
+        const uint8_t* p = s + 3 * (n - 1);
+        const uint32_t o = out(uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16);
+        std::memcpy(d + 4 * (n - 1), &o, 4);
+    }
 }
+
+// Rgb8 row to Bgra8 row, order kept, alpha opaque.
+EFFECTS_VECTOR_CLONES void p24to32(const void* s, void* d, int64_t n) { bytes3to4<false>(s, d, n); }
+
+// Rgb8Packed to Bgra8: reversed, alpha opaque.
+EFFECTS_VECTOR_CLONES void pRGB8to32(const void* s, void* d, int64_t n) { bytes3to4<true>(s, d, n); }
 
 // Four channels to three, reversed, alpha dropped (8-bit and float alike).
 template <class T>
@@ -164,13 +189,28 @@ enum class AlphaByte {
     LitMarker,   // 1 for a pixel with light, 0 for black: RgbFloat to Rgbea
 };
 
+// Writes the 5-byte pixels `word[i]` (bytes 0..3) and `fifth[i]` of a block:
+// each as one 8-byte store whose top three bytes the next pixel overwrites,
+// the block's last pixel exactly, so nothing past it is touched.
+inline void store_five_byte_pixels(uint8_t* __restrict q, const uint32_t* word, const uint8_t* fifth,
+                                   int64_t count) {
+    for (int64_t i = 0; i + 1 < count; ++i) {
+        const uint64_t v = uint64_t{word[i]} | uint64_t{fifth[i]} << 32;
+        std::memcpy(q + 5 * i, &v, 8);
+    }
+    if (count > 0) {
+        std::memcpy(q + 5 * (count - 1), &word[count - 1], 4);
+        q[5 * (count - 1) + 4] = fifth[count - 1];
+    }
+}
+
 // One encoder for every member: the source's channels `I0, I1, I2` (of
 // `SrcCh` per pixel) are scaled by `to_float` and encoded in that order (the
 // order decides which channel wins the largest-value test, NaNs included);
 // mantissa k then lands in output byte `OutK`, the exponent in byte 3.
 // Pixels go through in blocks: gathered into channel arrays, encoded by a
-// loop the compiler vectorises, then scattered into the 4- or 5-byte layout.
-// A row's tail is a shorter block through the same code.
+// loop the compiler vectorises, then stored as words into the 4- or 5-byte
+// layout. A row's tail is a shorter block through the same code.
 template <class S, int SrcCh, int DstBytes, int I0, int I1, int I2, int Out0, int Out1, int Out2,
           MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf>
 inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, ToFloat to_float,
@@ -178,6 +218,7 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
     constexpr int64_t kBlock = 256;
     float c0[kBlock], c1[kBlock], c2[kBlock];
     uint32_t word[kBlock];
+    uint8_t fifth[kBlock];
     for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
         const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
         const S* p = s + SrcCh * x0;
@@ -186,17 +227,18 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
             c0[i] = to_float(p[SrcCh * i + I0]);
             c1[i] = to_float(p[SrcCh * i + I1]);
             c2[i] = to_float(p[SrcCh * i + I2]);
+            if constexpr (A == AlphaByte::FromSource) fifth[i] = alpha_of(p[SrcCh * i + 3]);
         }
-        for (int64_t i = 0; i < count; ++i) word[i] = EncodeRgbeWord<R>(c0[i], c1[i], c2[i]);
         for (int64_t i = 0; i < count; ++i) {
-            uint8_t* o = q + DstBytes * i;
-            o[Out0] = static_cast<uint8_t>(word[i]);
-            o[Out1] = static_cast<uint8_t>(word[i] >> 8);
-            o[Out2] = static_cast<uint8_t>(word[i] >> 16);
-            o[3] = static_cast<uint8_t>(word[i] >> 24);
-            if constexpr (A == AlphaByte::FromSource) o[4] = alpha_of(p[SrcCh * i + 3]);
-            if constexpr (A == AlphaByte::LitMarker) o[4] = word[i] != 0 ? 1 : 0;
+            const uint32_t w = EncodeRgbeWord<R>(c0[i], c1[i], c2[i]);
+            word[i] = (w & 0xFFu) << (8 * Out0) | (w >> 8 & 0xFFu) << (8 * Out1) | (w >> 16 & 0xFFu) << (8 * Out2) |
+                      (w & 0xFF000000u);
+            if constexpr (A == AlphaByte::LitMarker) fifth[i] = w != 0 ? 1 : 0;
         }
+        if constexpr (DstBytes == 4)
+            std::memcpy(q, word, static_cast<size_t>(count) * 4);
+        else
+            store_five_byte_pixels(q, word, fifth, count);
     }
 }
 
@@ -250,17 +292,18 @@ EFFECTS_VECTOR_CLONES void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
 
 // One decoder for every member: mantissa bytes `M0, M1, M2` of a pixel of
 // `SrcBytes` (exponent at byte 3) go to destination channels 0..2 after
-// `post`, and `alpha_of` (given the pixel's bytes 4..7 as a word, or 0 for
-// a four-byte pixel) fills channel 3 when the destination has four. Like
-// the encoder it runs in blocks: the pixels' first four bytes are gathered
-// as words, decoded by a loop the compiler vectorises, then interleaved
-// into the destination.
+// `post`, and `alpha_of` (given the pixel's fifth byte, or 0 for a four-byte
+// pixel) fills channel 3 when the destination has four. Like the encoder it
+// runs in blocks: the pixels' first four bytes are gathered as words,
+// decoded by a loop the compiler vectorises, then interleaved into the
+// destination (8-bit pixels as whole words).
 template <class D, int SrcBytes, int DstCh, int M0, int M1, int M2, RgbeDecoding Dec, class Post, class AlphaOf>
 inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, Post post, AlphaOf alpha_of) {
     constexpr int64_t kBlock = 256;
     uint32_t word[kBlock];
-    uint8_t alpha[kBlock];
-    float v0[kBlock], v1[kBlock], v2[kBlock];
+    uint8_t fifth[kBlock];
+    D v0[kBlock], v1[kBlock], v2[kBlock], v3[kBlock];
+    uint32_t packed[kBlock];
     for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
         const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
         const uint8_t* p = s + SrcBytes * x0;
@@ -270,21 +313,29 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
             uint32_t w;
             std::memcpy(&w, px, 4);  // little-endian: byte k in bits 8k..8k+7
             word[i] = w;
-            if constexpr (SrcBytes == 5) alpha[i] = px[4];
+            if constexpr (SrcBytes == 5) fifth[i] = px[4]; else fifth[i] = 0;
         }
         for (int64_t i = 0; i < count; ++i) {
             const uint32_t w = word[i];
             const uint32_t e = w >> 24;
-            v0[i] = DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e);
-            v1[i] = DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e);
-            v2[i] = DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e);
+            v0[i] = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
+            v1[i] = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
+            v2[i] = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
+            v3[i] = alpha_of(fifth[i]);
+            if constexpr (sizeof(D) == 1)
+                packed[i] = uint32_t{v0[i]} | uint32_t{v1[i]} << 8 | uint32_t{v2[i]} << 16 | uint32_t{v3[i]} << 24;
         }
-        for (int64_t i = 0; i < count; ++i) {
-            D* o = q + DstCh * i;
-            o[0] = post(v0[i]);
-            o[1] = post(v1[i]);
-            o[2] = post(v2[i]);
-            if constexpr (DstCh == 4) o[3] = alpha_of(SrcBytes == 5 ? alpha[i] : uint8_t{0});
+        if constexpr (sizeof(D) == 1) {
+            static_assert(DstCh == 4, "8-bit destinations have four channels");
+            std::memcpy(q, packed, static_cast<size_t>(count) * 4);
+        } else {
+            for (int64_t i = 0; i < count; ++i) {
+                D* o = q + DstCh * i;
+                o[0] = v0[i];
+                o[1] = v1[i];
+                o[2] = v2[i];
+                if constexpr (DstCh == 4) o[3] = v3[i];
+            }
         }
     }
 }
@@ -358,7 +409,7 @@ const ConversionKernel kKernels[] = {
     /* 32_TO_RGBE */ per_pixel(4, 4, p32toRGBE),
     /* 24_TO_32 */ per_pixel(3, 4, p24to32, 4, true),
     /* 32_TO_RGB8 */ per_pixel(4, 3, p4to3_reversed<uint8_t>),
-    /* RGB8_TO_32 */ per_pixel(3, 4, p3to4_reversed<uint8_t>),
+    /* RGB8_TO_32 */ per_pixel(3, 4, pRGB8to32),
     /* 128_TO_RGBF */ per_pixel(16, 12, p4to3_reversed<float>),
     /* RGBF_TO_128 */ per_pixel(12, 16, p3to4_reversed<float>),
     /* 64_TO_RGB16 */ per_pixel(8, 6, p15to16),
