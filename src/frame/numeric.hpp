@@ -7,7 +7,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "frame/isa.hpp"
+
 namespace effects::detail {
+inline namespace EFFECTS_ISA_NAMESPACE {
 
 // Float to 8 bits: 255 above 254.5, 0 below 0.5, otherwise truncation. The
 // cut-offs look like rounding but the middle truncates (254.7 -> 255,
@@ -64,4 +67,5 @@ inline float BitsToFloat(uint32_t u) {
     return f;
 }
 
+}  // namespace EFFECTS_ISA_NAMESPACE
 }  // namespace effects::detail

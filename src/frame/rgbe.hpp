@@ -7,7 +7,10 @@
 
 #include "frame/numeric.hpp"
 
+#include "frame/isa.hpp"
+
 namespace effects::detail {
+inline namespace EFFECTS_ISA_NAMESPACE {
 
 enum class MantissaRounding {
     Clamp,     // ClampToByte of each product: every parallel encoder
@@ -120,4 +123,5 @@ inline float DecodeRgbe(uint32_t mantissa, uint32_t e) {
     }
 }
 
+}  // namespace EFFECTS_ISA_NAMESPACE
 }  // namespace effects::detail

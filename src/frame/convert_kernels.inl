@@ -1,23 +1,31 @@
-// Row kernels of every pixel-format conversion. Plain channel maps are
-// written once as loops the compiler vectorises; the RGBE encoders and
-// decoders share the codec of rgbe.hpp through two small templates, and each
-// member's quirk (channel order, alpha rule, rounding) is a visible argument.
+// Row kernels of every pixel-format conversion, compiled once per
+// instruction set (convert_kernels_<isa>.cpp includes this file with its own
+// compiler flags and names the table it defines with EFFECTS_KERNEL_TABLE).
+// Plain channel maps are written once as loops the compiler vectorises; the
+// RGBE encoders and decoders share the codec of rgbe.hpp through two small
+// templates, and each member's quirk (channel order, alpha rule, rounding)
+// is a visible argument. Every instruction set gives the same bytes (no FMA
+// is ever enabled), and a test compares them.
 #include <cmath>
 #include <cstring>
 
+#include "frame/byte_shuffle.hpp"
 #include "frame/convert.hpp"
 #include "frame/numeric.hpp"
 #include "frame/rgbe.hpp"
 
+#ifndef EFFECTS_KERNEL_TABLE
+#error "include from a convert_kernels_<isa>.cpp that defines EFFECTS_KERNEL_TABLE"
+#endif
+
 namespace effects::detail {
 namespace {
 
-#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__clang__)
-// Memory-bound loops get an AVX2 clone picked at load time; the vector code
-// computes the same bytes as the baseline (no FMA is ever enabled).
-#define EFFECTS_VECTOR_CLONES __attribute__((target_clones("avx2", "default"), flatten))
+// Row functions are flattened so that the loop templates inline into them.
+#if defined(__GNUC__)
+#define EFFECTS_ROW_KERNEL __attribute__((flatten))
 #else
-#define EFFECTS_VECTOR_CLONES
+#define EFFECTS_ROW_KERNEL
 #endif
 
 constexpr float kInv255 = 0.003921569f;     // 1/255 as a float
@@ -34,37 +42,37 @@ inline float gamma_of(float v) {
 
 // ---- count form: each channel value alone ------------------------------
 
-EFFECTS_VECTOR_CLONES void v64to32(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v64to32(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<uint8_t>(static_cast<int16_t>(s[i]) >> 7);
 }
 
-EFFECTS_VECTOR_CLONES void v128to32(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v128to32(const void* s_, void* d_, int64_t n) {
     const float* __restrict s = static_cast<const float*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = ClampToByte(s[i] * 255.0f);
 }
 
-EFFECTS_VECTOR_CLONES void v128to64(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v128to64(const void* s_, void* d_, int64_t n) {
     const float* __restrict s = static_cast<const float*>(s_);
     uint16_t* __restrict d = static_cast<uint16_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = ClampTo15(s[i] * 32767.0f);
 }
 
-EFFECTS_VECTOR_CLONES void v32to64(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v32to64(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint16_t* __restrict d = static_cast<uint16_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<uint16_t>(s[i] << 7);
 }
 
-EFFECTS_VECTOR_CLONES void v32to128(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v32to128(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     float* __restrict d = static_cast<float*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<float>(s[i]) * kInv255;
 }
 
-EFFECTS_VECTOR_CLONES void v64to128(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v64to128(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
     float* __restrict d = static_cast<float*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<float>(static_cast<int16_t>(s[i])) * kInv32767;
@@ -95,60 +103,36 @@ inline void map_pixels(const void* s_, void* d_, int64_t n, Op op, D alpha = D{}
 constexpr auto same = [](auto v) { return v; };
 
 // Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
-EFFECTS_VECTOR_CLONES void p64to32screen(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p64to32screen(const void* s, void* d, int64_t n) {
     map_pixels<uint16_t, uint8_t, 4, 4, 0, 1, 2>(s, d, n, [](uint16_t v) { return static_cast<uint8_t>(v >> 7); },
                                                  uint8_t{255});
 }
 
-// Three bytes to a four-byte pixel with opaque alpha, order kept or
-// reversed: each pixel is read as one word (the last pixel of a row bytewise,
-// so nothing past the row is read) and written as one word.
-template <bool Reversed>
-inline void bytes3to4(const void* s_, void* d_, int64_t n) {
-    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
-    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    auto out = [](uint32_t v) {
-        const uint32_t rgb = Reversed ? (v & 0xFFu) << 16 | (v & 0xFF00u) | (v >> 16 & 0xFFu) : v & 0xFFFFFFu;
-        return rgb | 0xFF000000u;
-    };
-    for (int64_t x = 0; x + 1 < n; ++x) {
-        uint32_t v;
-        std::memcpy(&v, s + 3 * x, 4);
-        const uint32_t o = out(v);
-        std::memcpy(d + 4 * x, &o, 4);
-    }
-    if (n > 0) {
-        const uint8_t* p = s + 3 * (n - 1);
-        const uint32_t o = out(uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16);
-        std::memcpy(d + 4 * (n - 1), &o, 4);
-    }
-}
-
 // Rgb8 row to Bgra8 row, order kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void p24to32(const void* s, void* d, int64_t n) { bytes3to4<false>(s, d, n); }
+EFFECTS_ROW_KERNEL void p24to32(const void* s, void* d, int64_t n) { expand_three_byte_pixels<false>(static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n); }
 
 // Rgb8Packed to Bgra8: reversed, alpha opaque.
-EFFECTS_VECTOR_CLONES void pRGB8to32(const void* s, void* d, int64_t n) { bytes3to4<true>(s, d, n); }
+EFFECTS_ROW_KERNEL void pRGB8to32(const void* s, void* d, int64_t n) { expand_three_byte_pixels<true>(static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n); }
 
 // Four channels to three, reversed, alpha dropped (8-bit and float alike).
 template <class T>
-EFFECTS_VECTOR_CLONES void p4to3_reversed(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p4to3_reversed(const void* s, void* d, int64_t n) {
     map_pixels<T, T, 4, 3, 2, 1, 0>(s, d, n, same);
 }
 
 // Three channels to four, reversed, alpha set to the format's opaque value.
 template <class T>
-EFFECTS_VECTOR_CLONES void p3to4_reversed(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p3to4_reversed(const void* s, void* d, int64_t n) {
     map_pixels<T, T, 3, 4, 2, 1, 0>(s, d, n, same, static_cast<T>(sizeof(T) == 1 ? 255 : 1));
 }
 
 // Rgba16 to Rgb16: reversed, each word doubled to the full 16-bit range.
-EFFECTS_VECTOR_CLONES void p15to16(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p15to16(const void* s, void* d, int64_t n) {
     map_pixels<uint16_t, uint16_t, 4, 3, 2, 1, 0>(s, d, n, [](uint16_t v) { return static_cast<uint16_t>(v * 2); });
 }
 
 // Three floats to Rgba16 with the channel order kept, alpha full.
-EFFECTS_VECTOR_CLONES void pfloat3to64(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pfloat3to64(const void* s, void* d, int64_t n) {
     map_pixels<float, uint16_t, 3, 4, 0, 1, 2>(s, d, n, [](float v) { return ClampTo15(v * 32767.0f); },
                                               uint16_t{32767});
 }
@@ -156,7 +140,7 @@ EFFECTS_VECTOR_CLONES void pfloat3to64(const void* s, void* d, int64_t n) {
 // Rgb16 to Rgba16, lopsided on purpose: R and G pass as signed words through
 // a float unchanged, only B is rescaled from 16 to 15 bits (words of 32768
 // and up read negative and give 0), and alpha keeps what the destination held.
-EFFECTS_VECTOR_CLONES void p16to15(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void p16to15(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
     uint16_t* __restrict d = static_cast<uint16_t*>(d_);
     for (int64_t x = 0; x < n; ++x) {
@@ -168,7 +152,7 @@ EFFECTS_VECTOR_CLONES void p16to15(const void* s_, void* d_, int64_t n) {
 }
 
 // Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t x = 0; x < n; ++x) {
@@ -188,21 +172,6 @@ enum class AlphaByte {
     FromSource,  // the source's own alpha, as the member converts it
     LitMarker,   // 1 for a pixel with light, 0 for black: RgbFloat to Rgbea
 };
-
-// Writes the 5-byte pixels `word[i]` (bytes 0..3) and `fifth[i]` of a block:
-// each as one 8-byte store whose top three bytes the next pixel overwrites,
-// the block's last pixel exactly, so nothing past it is touched.
-inline void store_five_byte_pixels(uint8_t* __restrict q, const uint32_t* word, const uint8_t* fifth,
-                                   int64_t count) {
-    for (int64_t i = 0; i + 1 < count; ++i) {
-        const uint64_t v = uint64_t{word[i]} | uint64_t{fifth[i]} << 32;
-        std::memcpy(q + 5 * i, &v, 8);
-    }
-    if (count > 0) {
-        std::memcpy(q + 5 * (count - 1), &word[count - 1], 4);
-        q[5 * (count - 1) + 4] = fifth[count - 1];
-    }
-}
 
 // One encoder for every member: the source's channels `I0, I1, I2` (of
 // `SrcCh` per pixel) are scaled by `to_float` and encoded in that order (the
@@ -238,7 +207,7 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
         if constexpr (DstBytes == 4)
             std::memcpy(q, word, static_cast<size_t>(count) * 4);
         else
-            store_five_byte_pixels(q, word, fifth, count);
+            pack_five_byte_pixels(q, word, fifth, count);
     }
 }
 
@@ -246,20 +215,20 @@ constexpr auto no_alpha = [](auto) -> uint8_t { return 0; };
 
 // Serial 8-bit encoder of the Radiance order: reads R, G, B (bytes 2, 1, 0)
 // and truncates its mantissas.
-EFFECTS_VECTOR_CLONES void p32toRGBE(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p32toRGBE(const void* s, void* d, int64_t n) {
     encode_row<uint8_t, 4, 4, 2, 1, 0, 0, 1, 2, MantissaRounding::Truncate, AlphaByte::None>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint8_t v) { return static_cast<float>(v) * kInv255; }, no_alpha);
 }
 
-EFFECTS_VECTOR_CLONES void p32toRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p32toRGBEA(const void* s, void* d, int64_t n) {
     encode_row<uint8_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint8_t v) { return static_cast<float>(v) * kInv255; }, [](uint8_t a) { return a; });
 }
 
 // The 15-bit alpha becomes a byte by a truncated division by 128.
-EFFECTS_VECTOR_CLONES void p64toRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p64toRGBEA(const void* s, void* d, int64_t n) {
     encode_row<uint16_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const uint16_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; },
@@ -269,13 +238,13 @@ EFFECTS_VECTOR_CLONES void p64toRGBEA(const void* s, void* d, int64_t n) {
 }
 
 // Float alpha is clamped to a byte, black pixels included.
-EFFECTS_VECTOR_CLONES void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
     encode_row<float, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; },
         [](float a) { return ClampToByte(a * 255.0f); });
 }
 
-EFFECTS_VECTOR_CLONES void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
     encode_row<float, 3, 4, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::None>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
 }
@@ -283,7 +252,7 @@ EFFECTS_VECTOR_CLONES void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
 // RgbFloat to Rgbea: encoded in the source's R, G, B order, stored reversed,
 // and alpha 1, not 255, on lit pixels; callers that read this buffer back
 // depend on the marker.
-EFFECTS_VECTOR_CLONES void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
     encode_row<float, 3, 5, 0, 1, 2, 2, 1, 0, MantissaRounding::Clamp, AlphaByte::LitMarker>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
 }
@@ -308,12 +277,12 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
         const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
         const uint8_t* p = s + SrcBytes * x0;
         D* q = d + DstCh * x0;
-        for (int64_t i = 0; i < count; ++i) {
-            const uint8_t* px = p + SrcBytes * i;
-            uint32_t w;
-            std::memcpy(&w, px, 4);  // little-endian: byte k in bits 8k..8k+7
-            word[i] = w;
-            if constexpr (SrcBytes == 5) fifth[i] = px[4]; else fifth[i] = 0;
+        // Words are little-endian: byte k in bits 8k..8k+7.
+        if constexpr (SrcBytes == 5) {
+            unpack_five_byte_pixels(p, word, fifth, count);
+        } else {
+            std::memcpy(word, p, static_cast<size_t>(count) * 4);
+            std::memset(fifth, 0, static_cast<size_t>(count));
         }
         for (int64_t i = 0; i < count; ++i) {
             const uint32_t w = word[i];
@@ -343,29 +312,29 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
 constexpr auto as_is = [](float v) { return v; };
 constexpr auto alpha_one = [](uint8_t) { return 1.0f; };
 
-EFFECTS_VECTOR_CLONES void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
     decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
                                                              static_cast<float*>(d), n, as_is, alpha_one);
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAto128RGBA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEAto128RGBA(const void* s, void* d, int64_t n) {
     decode_row<float, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<float*>(d), n, as_is,
         [](uint8_t a) { return static_cast<float>(a) * kInv255; });
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
     decode_row<float, 5, 3, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
                                                              static_cast<float*>(d), n, as_is, alpha_one);
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
     decode_row<uint8_t, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](float v) { return ClampToByte(v * 255.0f); }, [](uint8_t a) { return a; });
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEto128gamma(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEto128gamma(const void* s, void* d, int64_t n) {
     decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::Plain>(static_cast<const uint8_t*>(s),
                                                           static_cast<float*>(d), n, gamma_of, alpha_one);
 }
@@ -433,9 +402,6 @@ static_assert(sizeof(kKernels) / sizeof(kKernels[0]) == EFFECTS_CONVERT_RGBE_TO_
 
 }  // namespace
 
-const ConversionKernel* conversion_kernel(int32_t id) {
-    if (id < EFFECTS_CONVERT_64_TO_32 || id > EFFECTS_CONVERT_RGBE_TO_128_GAMMA) return nullptr;
-    return &kKernels[id];
-}
+const ConversionKernel* EFFECTS_KERNEL_TABLE() { return kKernels; }
 
 }  // namespace effects::detail
