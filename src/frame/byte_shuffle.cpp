@@ -5,8 +5,8 @@
 // a run goes through the scalar form.
 #include "frame/byte_shuffle.hpp"
 
-#include <array>
 #include <cstring>
+#include <utility>
 
 #if defined(__x86_64__) || defined(_M_X64)
 #include <immintrin.h>
@@ -46,57 +46,75 @@ bool g_vectors = true;
 
 #ifdef EFFECTS_HAVE_SSSE3_PATH
 
-// Shuffle masks taking output register `Out` from input register `In`, for
-// a rule mapping each output byte (0 .. 16 * outs - 1) to an input byte
-// (0 .. 16 * ins - 1) or to none (-1). A mask byte with its top bit set
-// gives 0, so the OR over the input registers assembles each output.
+// Shuffle masks taking output register `o` from input register `i`, built
+// at compile time from a rule mapping each output byte (0 .. 16 * Outs - 1)
+// to an input byte (0 .. 16 * Ins - 1) or to none (-1). A mask byte with its
+// top bit set gives 0, so the OR over the input registers that an output
+// draws from assembles it; registers it does not draw from are skipped.
 template <int Ins, int Outs>
-struct ShuffleMasks {
-    alignas(16) std::array<std::array<std::array<int8_t, 16>, Ins>, Outs> mask{};
-    std::array<std::array<bool, Ins>, Outs> used{};
-
-    template <class Rule>
-    explicit ShuffleMasks(Rule source_of) {
-        for (int o = 0; o < Outs; ++o)
-            for (int i = 0; i < Ins; ++i) mask[o][i].fill(static_cast<int8_t>(0x80));
-        for (int b = 0; b < 16 * Outs; ++b) {
-            const int from = source_of(b);
-            if (from < 0) continue;
-            mask[b / 16][from / 16][b % 16] = static_cast<int8_t>(from % 16);
-            used[b / 16][from / 16] = true;
-        }
-    }
-
-    __attribute__((target("ssse3"))) void apply(const __m128i* in, __m128i* out) const {
-        for (int o = 0; o < Outs; ++o) {
-            __m128i acc = _mm_setzero_si128();
-            for (int i = 0; i < Ins; ++i)
-                if (used[o][i])
-                    acc = _mm_or_si128(acc, _mm_shuffle_epi8(in[i], _mm_load_si128(
-                                                                      reinterpret_cast<const __m128i*>(mask[o][i].data()))));
-            out[o] = acc;
-        }
-    }
+struct MaskTable {
+    alignas(16) int8_t mask[Outs][Ins][16];
+    bool used[Outs][Ins];
 };
 
+template <int Ins, int Outs, class Rule>
+constexpr MaskTable<Ins, Outs> make_masks() {
+    MaskTable<Ins, Outs> t{};
+    for (int o = 0; o < Outs; ++o)
+        for (int i = 0; i < Ins; ++i) {
+            t.used[o][i] = false;
+            for (int k = 0; k < 16; ++k) t.mask[o][i][k] = static_cast<int8_t>(-128);
+        }
+    for (int b = 0; b < 16 * Outs; ++b) {
+        const int from = Rule{}(b);
+        if (from < 0) continue;
+        t.mask[b / 16][from / 16][b % 16] = static_cast<int8_t>(from % 16);
+        t.used[b / 16][from / 16] = true;
+    }
+    return t;
+}
+
+template <int Ins, int Outs, class Rule>
+inline constexpr MaskTable<Ins, Outs> kMasks = make_masks<Ins, Outs, Rule>();
+
+template <int Ins, int Outs, class Rule, int O, int... I>
+__attribute__((target("ssse3"), always_inline)) inline __m128i assemble(const __m128i* in,
+                                                                       std::integer_sequence<int, I...>) {
+    constexpr const MaskTable<Ins, Outs>& m = kMasks<Ins, Outs, Rule>;
+    __m128i acc = _mm_setzero_si128();
+    ((acc = m.used[O][I] ? _mm_or_si128(acc, _mm_shuffle_epi8(in[I], _mm_load_si128(reinterpret_cast<const __m128i*>(
+                                                                          m.mask[O][I]))))
+                         : acc),
+     ...);
+    return acc;
+}
+
+template <int Ins, int Outs, class Rule, int... O>
+__attribute__((target("ssse3"), always_inline)) inline void shuffle(const __m128i* in, __m128i* out,
+                                                                   std::integer_sequence<int, O...>) {
+    ((out[O] = assemble<Ins, Outs, Rule, O>(in, std::make_integer_sequence<int, Ins>{})), ...);
+}
+
+template <int Ins, int Outs, class Rule>
+__attribute__((target("ssse3"), always_inline)) inline void shuffle(const __m128i* in, __m128i* out) {
+    shuffle<Ins, Outs, Rule>(in, out, std::make_integer_sequence<int, Outs>{});
+}
+
 // Inputs 0..3: the words of 16 pixels; input 4: their fifth bytes.
-const ShuffleMasks<5, 5>& pack_masks() {
-    static const ShuffleMasks<5, 5> m([](int b) { return b % 5 < 4 ? (b / 5) * 4 + b % 5 : 64 + b / 5; });
-    return m;
-}
+struct PackRule {
+    constexpr int operator()(int b) const { return b % 5 < 4 ? (b / 5) * 4 + b % 5 : 64 + b / 5; }
+};
 // Outputs 0..3: the words of 16 pixels; output 4: their fifth bytes.
-const ShuffleMasks<5, 5>& unpack_masks() {
-    static const ShuffleMasks<5, 5> m([](int b) { return b < 64 ? (b / 4) * 5 + b % 4 : (b - 64) * 5 + 4; });
-    return m;
-}
+struct UnpackRule {
+    constexpr int operator()(int b) const { return b < 64 ? (b / 4) * 5 + b % 4 : (b - 64) * 5 + 4; }
+};
 template <bool Reversed>
-const ShuffleMasks<3, 4>& expand_masks() {
-    static const ShuffleMasks<3, 4> m([](int b) {
+struct ExpandRule {
+    constexpr int operator()(int b) const {
         const int k = b % 4;
         return k == 3 ? -1 : 3 * (b / 4) + (Reversed ? 2 - k : k);
-    });
-    return m;
-}
+    }
+};
 
 bool has_ssse3() {
     static const bool yes = __builtin_cpu_supports("ssse3");
@@ -105,13 +123,12 @@ bool has_ssse3() {
 
 __attribute__((target("ssse3"))) int64_t pack_ssse3(uint8_t* q, const uint32_t* word, const uint8_t* fifth,
                                                     int64_t count) {
-    const auto& m = pack_masks();
     int64_t i = 0;
     for (; i + 16 <= count; i += 16) {
         __m128i in[5], out[5];
         for (int r = 0; r < 4; ++r) in[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(word + i + 4 * r));
         in[4] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(fifth + i));
-        m.apply(in, out);
+        shuffle<5, 5, PackRule>(in, out);
         for (int r = 0; r < 5; ++r) _mm_storeu_si128(reinterpret_cast<__m128i*>(q + 5 * i + 16 * r), out[r]);
     }
     return i;
@@ -119,12 +136,11 @@ __attribute__((target("ssse3"))) int64_t pack_ssse3(uint8_t* q, const uint32_t* 
 
 __attribute__((target("ssse3"))) int64_t unpack_ssse3(const uint8_t* p, uint32_t* word, uint8_t* fifth,
                                                       int64_t count) {
-    const auto& m = unpack_masks();
     int64_t i = 0;
     for (; i + 16 <= count; i += 16) {
         __m128i in[5], out[5];
         for (int r = 0; r < 5; ++r) in[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 5 * i + 16 * r));
-        m.apply(in, out);
+        shuffle<5, 5, UnpackRule>(in, out);
         for (int r = 0; r < 4; ++r) _mm_storeu_si128(reinterpret_cast<__m128i*>(word + i + 4 * r), out[r]);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(fifth + i), out[4]);
     }
@@ -133,13 +149,12 @@ __attribute__((target("ssse3"))) int64_t unpack_ssse3(const uint8_t* p, uint32_t
 
 template <bool Reversed>
 __attribute__((target("ssse3"))) int64_t expand_ssse3(const uint8_t* s, uint8_t* d, int64_t count) {
-    const auto& m = expand_masks<Reversed>();
     const __m128i alpha = _mm_set1_epi32(static_cast<int>(0xFF000000u));
     int64_t i = 0;
     for (; i + 16 <= count; i += 16) {
         __m128i in[3], out[4];
         for (int r = 0; r < 3; ++r) in[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 3 * i + 16 * r));
-        m.apply(in, out);
+        shuffle<3, 4, ExpandRule<Reversed>>(in, out);
         for (int r = 0; r < 4; ++r)
             _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4 * i + 16 * r), _mm_or_si128(out[r], alpha));
     }
