@@ -1,0 +1,53 @@
+// Tone-mapping plug-in: the adaptive logarithmic operator of Drago, Myszkowski,
+// Annen and Chiba (2003). Luminance is taken relative to the scene's
+// log-average (the world adaptation luminance Lwa), and mapped through a
+// logarithm whose base moves from 2 in the shadows to 10 at the brightest
+// pixel, the move shaped by the bias b (0.85 by default):
+//   Ld = 1 / log10(Lmax + 1) * log(Lw + 1) / log(2 + 8 (Lw / Lmax)^(log b / log 0.5))
+// with Lw and Lmax divided by Lwa. The display's maximum of 100 cd/m^2 and
+// the paper's factor 0.01 cancel, so the brightest pixel maps to 1.
+#include <cmath>
+
+#include "common/tonemap_kit.hpp"
+
+namespace {
+
+using namespace effects_plugin;
+
+inline constexpr float kDefaultBias = 0.85f;
+
+struct Drago {
+    float inv_lwa;     // 1 / Lwa
+    float inv_max;     // 1 / (Lmax / Lwa)
+    float exponent;    // log b / log 0.5
+    float scale;       // 1 / log10(Lmax / Lwa + 1)
+    float operator()(float lw) const {
+        const float l = lw * inv_lwa;
+        const float base = 2.0f + 8.0f * std::pow(l * inv_max, exponent);
+        return scale * std::log(l + 1.0f) / std::log(base);
+    }
+};
+
+}  // namespace
+
+EFFECTS_PLUGIN_EXPORT int32_t ToneMapping128to32(intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4, intptr_t a5) {
+    Call c;
+    const int32_t rc = read_call(a1, a2, a3, a4, a5, c);
+    if (rc != EFFECTS_TONEMAP_OK) return rc;
+    const float bias = c.has(EFFECTS_TONEMAP_USES_BIAS) ? c.bias : kDefaultBias;
+    if (!(bias > 0.0f && bias < 1.0f)) return EFFECTS_TONEMAP_ERROR_OPTIONS;
+    if (c.width == 0 || c.height == 0) return EFFECTS_TONEMAP_OK;
+    const SceneStats s = scene_stats(c, false);
+    const float lmax = s.max / s.log_average;
+    // A black scene has no range to map: every pixel stays black.
+    const Drago op{1.0f / s.log_average, lmax > 0.0f ? 1.0f / lmax : 0.0f, std::log(bias) / std::log(0.5f),
+                   lmax > 0.0f ? 1.0f / std::log10(lmax + 1.0f) : 0.0f};
+    map_rows(c, op);
+    return EFFECTS_TONEMAP_OK;
+}
+
+EFFECTS_PLUGIN_EXPORT int32_t TMOptionsUsed(intptr_t a1) {
+    const uint32_t used = EFFECTS_TONEMAP_USES_BIAS;
+    if (auto* out = reinterpret_cast<uint32_t*>(a1)) *out = used;
+    return static_cast<int32_t>(used);
+}
