@@ -74,9 +74,6 @@ inline float luminance(const float* p) {
     return 0.2126f * channel(p[2]) + 0.7152f * channel(p[1]) + 0.0722f * channel(p[0]);
 }
 
-// The offset that keeps the logarithm of a black pixel finite.
-inline constexpr float kLogDelta = 1.0e-6f;
-
 // Luminance histogram in 1/16-stop bins from 2^-64 to 2^64, for the
 // percentiles of the automatic key.
 inline constexpr int kBinsPerStop = 16;
@@ -91,20 +88,23 @@ inline float bin_luminance(int bin) {
 }
 
 struct SceneStats {
-    float log_average = 0.0f;  // exp(mean of log(delta + L)) over every pixel
+    float log_average = 1.0f;  // exp(mean of log L) over the lit pixels (L > 0); 1 without any
     float max = 0.0f;          // largest luminance
     float low = 0.0f, high = 0.0f;  // 1st and 99th percentile of lit pixels (with_percentiles)
 };
 
-// Scene statistics in one parallel pass. Each row's log sum is kept apart
-// and the rows are added in order after the join, so the result does not
-// depend on the number of threads.
+// Scene statistics in one parallel pass. Black pixels are left out of the
+// log-average instead of being offset by a small delta, so the operators
+// give the same picture for a scene and the same scene scaled by any factor.
+// Each row's log sum is kept apart and the rows are added in order after the
+// join, so the result does not depend on the number of threads.
 inline SceneStats scene_stats(const Call& c, bool with_percentiles) {
     SceneStats s;
     const int64_t rows = c.height, width = c.width;
     if (rows < 1 || width < 1) return s;
     std::vector<double> row_log(static_cast<size_t>(rows));
     std::vector<float> row_max(static_cast<size_t>(rows));
+    std::vector<int64_t> row_lit(static_cast<size_t>(rows));
     const int teams = effects::detail::team_capacity();
     std::vector<uint32_t> hist(with_percentiles ? static_cast<size_t>(teams) * kBins : 0);
     effects::detail::parallel_blocks(rows, [&](int t, int64_t begin, int64_t end) {
@@ -113,31 +113,36 @@ inline SceneStats scene_stats(const Call& c, bool with_percentiles) {
             const float* p = c.src_row(y);
             double sum = 0.0;
             float mx = 0.0f;
+            int64_t lit = 0;
             for (int64_t x = 0; x < width; ++x, p += 4) {
                 const float l = luminance(p);
-                const float log_l = std::log(kLogDelta + l);
+                if (!(l > 0.0f)) continue;
+                const float log_l = std::log(l);
                 sum += log_l;
+                ++lit;
                 if (l > mx) mx = l;
-                if (h && l > 0.0f) ++h[log2_bin(log_l)];
+                if (h) ++h[log2_bin(log_l)];
             }
             row_log[static_cast<size_t>(y)] = sum;
             row_max[static_cast<size_t>(y)] = mx;
+            row_lit[static_cast<size_t>(y)] = lit;
         }
     });
     double total = 0.0;
+    int64_t lit = 0;
     for (int64_t y = 0; y < rows; ++y) {
         total += row_log[static_cast<size_t>(y)];
+        lit += row_lit[static_cast<size_t>(y)];
         if (row_max[static_cast<size_t>(y)] > s.max) s.max = row_max[static_cast<size_t>(y)];
     }
-    s.log_average = static_cast<float>(std::exp(total / static_cast<double>(rows * width)));
+    if (lit > 0) s.log_average = static_cast<float>(std::exp(total / static_cast<double>(lit)));
     if (with_percentiles) {
         std::vector<uint64_t> merged(kBins, 0);
-        uint64_t lit = 0;
         for (int t = 0; t < teams; ++t)
             for (int b = 0; b < kBins; ++b) merged[b] += hist[static_cast<size_t>(t) * kBins + b];
-        for (uint64_t n : merged) lit += n;
         if (lit > 0) {
-            const uint64_t low_rank = lit / 100, high_rank = lit - 1 - lit / 100;
+            const uint64_t n = static_cast<uint64_t>(lit);
+            const uint64_t low_rank = n / 100, high_rank = n - 1 - n / 100;
             uint64_t seen = 0;
             bool have_low = false;
             for (int b = 0; b < kBins; ++b) {

@@ -1,6 +1,7 @@
 // Tone-mapping plug-in: the photographic global operator of Reinhard,
 // Stark, Shirley and Ferwerda (2002). The scene is scaled so that its
-// log-average luminance lands on the key value a, L = a / Lavg * Lw, and
+// log-average luminance (over the lit pixels) lands on the key value a,
+// L = a / Lavg * Lw, and
 // compressed with the burn-out curve Ld = L (1 + L / Lwhite^2) / (1 + L).
 // Without a given key, a is estimated from the scene's range (Reinhard 2002,
 // "Parameter estimation for photographic tone reproduction"); without a
