@@ -14,6 +14,7 @@
 #include <cstring>
 #include <vector>
 
+#include "common/fast_math.hpp"
 #include "frame/parallel.hpp"
 
 #if defined(_WIN32)
@@ -67,7 +68,11 @@ inline int32_t read_call(intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4, int
 
 // A channel as the operators see it: negative and NaN count as 0, and
 // values are capped far above any real radiance so sums stay finite.
-inline float channel(float v) { return v > 0.0f ? (v < 1.0e30f ? v : 1.0e30f) : 0.0f; }
+// (Comparisons unnested, so that rows of them vectorise.)
+inline float channel(float v) {
+    const float capped = v < 1.0e30f ? v : 1.0e30f;
+    return v > 0.0f ? capped : 0.0f;
+}
 
 // Luminance of linear RGB with the sRGB (BT.709) primaries; p is B, G, R.
 inline float luminance(const float* p) {
@@ -78,8 +83,8 @@ inline float luminance(const float* p) {
 // percentiles of the automatic key.
 inline constexpr int kBinsPerStop = 16;
 inline constexpr int kBins = 128 * kBinsPerStop;
-inline int log2_bin(float log_l) {
-    const float pos = (log_l * 1.44269504f + 64.0f) * static_cast<float>(kBinsPerStop);
+inline int log2_bin(float log2_l) {
+    const float pos = (log2_l + 64.0f) * static_cast<float>(kBinsPerStop);
     if (!(pos > 0.0f)) return 0;
     return pos < static_cast<float>(kBins - 1) ? static_cast<int>(pos) : kBins - 1;
 }
@@ -88,16 +93,27 @@ inline float bin_luminance(int bin) {
 }
 
 struct SceneStats {
-    float log_average = 1.0f;  // exp(mean of log L) over the lit pixels (L > 0); 1 without any
+    float log_average = 1.0f;  // 2^(mean of log2 L) over the lit pixels (L > 0); 1 without any
     float max = 0.0f;          // largest luminance
     float low = 0.0f, high = 0.0f;  // 1st and 99th percentile of lit pixels (with_percentiles)
+};
+
+// Per-thread rows of floats for the row loops, taken before the fork.
+struct RowScratch {
+    std::vector<float> data;
+    int64_t width;
+    RowScratch(int64_t w, int per_thread)
+        : data(static_cast<size_t>(effects::detail::team_capacity()) * static_cast<size_t>(w * per_thread)),
+          width(w * per_thread) {}
+    float* of(int thread) { return data.data() + static_cast<size_t>(thread) * static_cast<size_t>(width); }
 };
 
 // Scene statistics in one parallel pass. Black pixels are left out of the
 // log-average instead of being offset by a small delta, so the operators
 // give the same picture for a scene and the same scene scaled by any factor.
-// Each row's log sum is kept apart and the rows are added in order after the
-// join, so the result does not depend on the number of threads.
+// Each row's logarithms are computed as a vector and summed in order; each
+// row's sum is kept apart and the rows are added in order after the join, so
+// the result does not depend on the number of threads.
 inline SceneStats scene_stats(const Call& c, bool with_percentiles) {
     SceneStats s;
     const int64_t rows = c.height, width = c.width;
@@ -107,21 +123,28 @@ inline SceneStats scene_stats(const Call& c, bool with_percentiles) {
     std::vector<int64_t> row_lit(static_cast<size_t>(rows));
     const int teams = effects::detail::team_capacity();
     std::vector<uint32_t> hist(with_percentiles ? static_cast<size_t>(teams) * kBins : 0);
+    RowScratch scratch(width, 2);
     effects::detail::parallel_blocks(rows, [&](int t, int64_t begin, int64_t end) {
         uint32_t* h = with_percentiles ? hist.data() + static_cast<size_t>(t) * kBins : nullptr;
+        float* lum = scratch.of(t);
+        float* logs = lum + width;
         for (int64_t y = begin; y < end; ++y) {
             const float* p = c.src_row(y);
+            for (int64_t x = 0; x < width; ++x) {
+                const float l = luminance(p + 4 * x);
+                lum[x] = l;
+                const float lg = log2f_poly(l);
+                logs[x] = l > 0.0f ? lg : 0.0f;
+            }
             double sum = 0.0;
             float mx = 0.0f;
             int64_t lit = 0;
-            for (int64_t x = 0; x < width; ++x, p += 4) {
-                const float l = luminance(p);
-                if (!(l > 0.0f)) continue;
-                const float log_l = std::log(l);
-                sum += log_l;
+            for (int64_t x = 0; x < width; ++x) {
+                if (!(lum[x] > 0.0f)) continue;
+                sum += logs[x];
                 ++lit;
-                if (l > mx) mx = l;
-                if (h) ++h[log2_bin(log_l)];
+                mx = lum[x] > mx ? lum[x] : mx;
+                if (h) ++h[log2_bin(logs[x])];
             }
             row_log[static_cast<size_t>(y)] = sum;
             row_max[static_cast<size_t>(y)] = mx;
@@ -135,26 +158,24 @@ inline SceneStats scene_stats(const Call& c, bool with_percentiles) {
         lit += row_lit[static_cast<size_t>(y)];
         if (row_max[static_cast<size_t>(y)] > s.max) s.max = row_max[static_cast<size_t>(y)];
     }
-    if (lit > 0) s.log_average = static_cast<float>(std::exp(total / static_cast<double>(lit)));
-    if (with_percentiles) {
+    if (lit > 0) s.log_average = static_cast<float>(std::exp2(total / static_cast<double>(lit)));
+    if (with_percentiles && lit > 0) {
         std::vector<uint64_t> merged(kBins, 0);
         for (int t = 0; t < teams; ++t)
             for (int b = 0; b < kBins; ++b) merged[b] += hist[static_cast<size_t>(t) * kBins + b];
-        if (lit > 0) {
-            const uint64_t n = static_cast<uint64_t>(lit);
-            const uint64_t low_rank = n / 100, high_rank = n - 1 - n / 100;
-            uint64_t seen = 0;
-            bool have_low = false;
-            for (int b = 0; b < kBins; ++b) {
-                seen += merged[b];
-                if (!have_low && seen > low_rank) {
-                    s.low = bin_luminance(b);
-                    have_low = true;
-                }
-                if (seen > high_rank) {
-                    s.high = bin_luminance(b);
-                    break;
-                }
+        const uint64_t n = static_cast<uint64_t>(lit);
+        const uint64_t low_rank = n / 100, high_rank = n - 1 - n / 100;
+        uint64_t seen = 0;
+        bool have_low = false;
+        for (int b = 0; b < kBins; ++b) {
+            seen += merged[b];
+            if (!have_low && seen > low_rank) {
+                s.low = bin_luminance(b);
+                have_low = true;
+            }
+            if (seen > high_rank) {
+                s.high = bin_luminance(b);
+                break;
             }
         }
     }
@@ -174,8 +195,12 @@ inline int srgb_byte_direct(float v) {
 }
 
 // The same mapping by table: thresholds[k] is the smallest float whose byte
-// exceeds k, and start[] gives, for the floats sharing their top 16 bits,
-// the byte of the smallest of them, so a lookup walks at most a step or two.
+// exceeds k, and start[] gives, for the floats sharing their top 16 bits
+// (buckets 1/128 of an octave wide), the byte of the smallest of them. One
+// byte's step is wider than a bucket everywhere in [0, 1]: v times the
+// curve's slope is at most 1.055 / 2.4, so a step spans at least
+// 1 / (255 * 0.44) = 0.89 % of v and a bucket at most 0.78 %. A bucket thus
+// holds at most one threshold, and one comparison finishes the lookup.
 class SrgbEncoder {
 public:
     SrgbEncoder() {
@@ -201,9 +226,8 @@ public:
     uint8_t operator()(float v) const {
         if (!(v > 0.0f)) return 0;
         if (v >= 1.0f) return 255;
-        uint8_t b = start_[bits(v) >> 16];
-        while (v >= thresholds_[b]) ++b;
-        return b;
+        const uint8_t b = start_[bits(v) >> 16];
+        return static_cast<uint8_t>(b + (v >= thresholds_[b] ? 1 : 0));
     }
 
 private:
@@ -235,21 +259,28 @@ inline uint8_t alpha_byte(float a) {
 
 // The output stage, parallel over rows: display luminance ld = op(l) for
 // the pixel's luminance l, each channel scaled by ld / l and encoded. Black
-// pixels stay black.
+// pixels stay black. The ratios of a row are computed first, as a vector
+// (op is straight-line float code), then the row is encoded.
 template <class Op>
 void map_rows(const Call& c, const Op& op) {
     const SrgbEncoder& encode = srgb_encoder();
     const int64_t width = c.width;
-    effects::detail::parallel_rows(c.height, [&](int64_t begin, int64_t end) {
+    RowScratch scratch(width, 1);
+    effects::detail::parallel_blocks(c.height, [&](int t, int64_t begin, int64_t end) {
+        float* ratio = scratch.of(t);
         for (int64_t y = begin; y < end; ++y) {
             const float* p = c.src_row(y);
+            for (int64_t x = 0; x < width; ++x) {
+                const float l = luminance(p + 4 * x);
+                const float safe = l > 0.0f ? l : 1.0f;
+                const float q = op(safe) / safe;  // computed for every pixel, then selected
+                ratio[x] = l > 0.0f ? q : 0.0f;
+            }
             uint8_t* d = c.dst_row(y);
             for (int64_t x = 0; x < width; ++x, p += 4, d += 4) {
-                const float l = luminance(p);
-                const float ratio = l > 0.0f ? op(l) / l : 0.0f;
-                d[0] = encode(channel(p[0]) * ratio);
-                d[1] = encode(channel(p[1]) * ratio);
-                d[2] = encode(channel(p[2]) * ratio);
+                d[0] = encode(channel(p[0]) * ratio[x]);
+                d[1] = encode(channel(p[1]) * ratio[x]);
+                d[2] = encode(channel(p[2]) * ratio[x]);
                 d[3] = alpha_byte(p[3]);
             }
         }

@@ -23,8 +23,8 @@ struct Drago {
     float scale;       // 1 / log10(Lmax / Lwa + 1)
     float operator()(float lw) const {
         const float l = lw * inv_lwa;
-        const float base = 2.0f + 8.0f * std::pow(l * inv_max, exponent);
-        return scale * std::log(l + 1.0f) / std::log(base);
+        const float base = 2.0f + 8.0f * powf_poly(l * inv_max, exponent);
+        return scale * logf_poly(l + 1.0f) / logf_poly(base);
     }
 };
 
