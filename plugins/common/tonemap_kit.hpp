@@ -23,6 +23,15 @@
 #define EFFECTS_PLUGIN_EXPORT extern "C" __attribute__((visibility("default")))
 #endif
 
+// The row loops that vectorise are built twice on x86-64 ELF hosts, for
+// the baseline and for AVX2, and the loader picks one by the processor. The
+// same operations run in either (AVX2 does not bring FMA), so the bytes agree.
+#if defined(__ELF__) && defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define EFFECTS_PLUGIN_ROW_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define EFFECTS_PLUGIN_ROW_CLONES
+#endif
+
 namespace effects_plugin {
 
 // One call of ToneMapping128to32, its values read and checked.
@@ -69,13 +78,13 @@ inline int32_t read_call(intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4, int
 // A channel as the operators see it: negative and NaN count as 0, and
 // values are capped far above any real radiance so sums stay finite.
 // (Comparisons unnested, so that rows of them vectorise.)
-inline float channel(float v) {
+EFFECTS_PLUGIN_INLINE float channel(float v) {
     const float capped = v < 1.0e30f ? v : 1.0e30f;
     return v > 0.0f ? capped : 0.0f;
 }
 
 // Luminance of linear RGB with the sRGB (BT.709) primaries; p is B, G, R.
-inline float luminance(const float* p) {
+EFFECTS_PLUGIN_INLINE float luminance(const float* p) {
     return 0.2126f * channel(p[2]) + 0.7152f * channel(p[1]) + 0.0722f * channel(p[0]);
 }
 
@@ -108,6 +117,16 @@ struct RowScratch {
     float* of(int thread) { return data.data() + static_cast<size_t>(thread) * static_cast<size_t>(width); }
 };
 
+// Luminance of each pixel of a row and its log2 (0 for black).
+EFFECTS_PLUGIN_ROW_CLONES static void luminance_log_row(const float* p, float* lum, float* logs, int64_t width) {
+    for (int64_t x = 0; x < width; ++x) {
+        const float l = luminance(p + 4 * x);
+        lum[x] = l;
+        const float lg = log2f_poly(l);
+        logs[x] = l > 0.0f ? lg : 0.0f;
+    }
+}
+
 // Scene statistics in one parallel pass. Black pixels are left out of the
 // log-average instead of being offset by a small delta, so the operators
 // give the same picture for a scene and the same scene scaled by any factor.
@@ -129,13 +148,7 @@ inline SceneStats scene_stats(const Call& c, bool with_percentiles) {
         float* lum = scratch.of(t);
         float* logs = lum + width;
         for (int64_t y = begin; y < end; ++y) {
-            const float* p = c.src_row(y);
-            for (int64_t x = 0; x < width; ++x) {
-                const float l = luminance(p + 4 * x);
-                lum[x] = l;
-                const float lg = log2f_poly(l);
-                logs[x] = l > 0.0f ? lg : 0.0f;
-            }
+            luminance_log_row(c.src_row(y), lum, logs, width);
             double sum = 0.0;
             float mx = 0.0f;
             int64_t lit = 0;
@@ -257,12 +270,26 @@ inline uint8_t alpha_byte(float a) {
     return static_cast<uint8_t>(a * 255.0f + 0.5f);
 }
 
-// The output stage, parallel over rows: display luminance ld = op(l) for
-// the pixel's luminance l, each channel scaled by ld / l and encoded. Black
-// pixels stay black. The ratios of a row are computed first, as a vector
-// (op is straight-line float code), then the row is encoded.
+// The ratio ld / l of each pixel of a row, for display luminance
+// ld = op(l) of the pixel's luminance l; 0 for black. Each plug-in wraps this
+// in a non-template row function of its own, built with
+// EFFECTS_PLUGIN_ROW_CLONES (op is straight-line float code, so the row runs
+// in vector registers).
 template <class Op>
-void map_rows(const Call& c, const Op& op) {
+EFFECTS_PLUGIN_INLINE void ratio_row(const float* p, float* ratio, int64_t width, const Op& op) {
+    for (int64_t x = 0; x < width; ++x) {
+        const float l = luminance(p + 4 * x);
+        const float safe = l > 0.0f ? l : 1.0f;
+        const float q = op(safe) / safe;  // computed for every pixel, then selected
+        ratio[x] = l > 0.0f ? q : 0.0f;
+    }
+}
+
+// The output stage, parallel over rows: row_ratios(p, ratio, width) fills a
+// row's ratios, then each channel is scaled by its pixel's ratio and encoded.
+// Black pixels stay black.
+template <class RowRatios>
+void map_rows(const Call& c, const RowRatios& row_ratios) {
     const SrgbEncoder& encode = srgb_encoder();
     const int64_t width = c.width;
     RowScratch scratch(width, 1);
@@ -270,12 +297,7 @@ void map_rows(const Call& c, const Op& op) {
         float* ratio = scratch.of(t);
         for (int64_t y = begin; y < end; ++y) {
             const float* p = c.src_row(y);
-            for (int64_t x = 0; x < width; ++x) {
-                const float l = luminance(p + 4 * x);
-                const float safe = l > 0.0f ? l : 1.0f;
-                const float q = op(safe) / safe;  // computed for every pixel, then selected
-                ratio[x] = l > 0.0f ? q : 0.0f;
-            }
+            row_ratios(p, ratio, width);
             uint8_t* d = c.dst_row(y);
             for (int64_t x = 0; x < width; ++x, p += 4, d += 4) {
                 d[0] = encode(channel(p[0]) * ratio[x]);

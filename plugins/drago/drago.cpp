@@ -21,12 +21,17 @@ struct Drago {
     float inv_max;     // 1 / (Lmax / Lwa)
     float exponent;    // log b / log 0.5
     float scale;       // 1 / log10(Lmax / Lwa + 1)
-    float operator()(float lw) const {
+    EFFECTS_PLUGIN_INLINE float operator()(float lw) const {
         const float l = lw * inv_lwa;
         const float base = 2.0f + 8.0f * powf_poly(l * inv_max, exponent);
-        return scale * logf_poly(l + 1.0f) / logf_poly(base);
+        // log(l + 1) / log(base) is a ratio of logarithms: any base will do.
+        return scale * log2f_poly(l + 1.0f) / log2f_poly(base);
     }
 };
+
+EFFECTS_PLUGIN_ROW_CLONES void drago_row(const float* p, float* ratio, int64_t width, const Drago& op) {
+    ratio_row(p, ratio, width, op);
+}
 
 }  // namespace
 
@@ -42,7 +47,7 @@ EFFECTS_PLUGIN_EXPORT int32_t ToneMapping128to32(intptr_t a1, intptr_t a2, intpt
     // A black scene has no range to map: every pixel stays black.
     const Drago op{1.0f / s.log_average, lmax > 0.0f ? 1.0f / lmax : 0.0f, std::log(bias) / std::log(0.5f),
                    lmax > 0.0f ? 1.0f / std::log10(lmax + 1.0f) : 0.0f};
-    map_rows(c, op);
+    map_rows(c, [&op](const float* p, float* ratio, int64_t width) { drago_row(p, ratio, width, op); });
     return EFFECTS_TONEMAP_OK;
 }
 

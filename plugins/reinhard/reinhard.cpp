@@ -29,11 +29,15 @@ float automatic_key(const SceneStats& s) {
 struct Reinhard {
     float scale;      // a / Lavg
     float inv_white2; // 1 / Lwhite^2
-    float operator()(float lw) const {
+    EFFECTS_PLUGIN_INLINE float operator()(float lw) const {
         const float l = scale * lw;
         return l * (1.0f + l * inv_white2) / (1.0f + l);
     }
 };
+
+EFFECTS_PLUGIN_ROW_CLONES void reinhard_row(const float* p, float* ratio, int64_t width, const Reinhard& op) {
+    ratio_row(p, ratio, width, op);
+}
 
 }  // namespace
 
@@ -49,7 +53,8 @@ EFFECTS_PLUGIN_EXPORT int32_t ToneMapping128to32(intptr_t a1, intptr_t a2, intpt
     const float scale = key / s.log_average;
     const float white = c.has(EFFECTS_TONEMAP_USES_WHITE) ? c.white : scale * s.max;
     const float inv_white2 = white > 0.0f ? 1.0f / (white * white) : 0.0f;
-    map_rows(c, Reinhard{scale, inv_white2});
+    const Reinhard op{scale, inv_white2};
+    map_rows(c, [&op](const float* p, float* ratio, int64_t width) { reinhard_row(p, ratio, width, op); });
     return EFFECTS_TONEMAP_OK;
 }
 
