@@ -17,8 +17,8 @@ using namespace effects_plugin;
 TEST(TonemapKit, TableEncoderMatchesTheCurveTakenDirectly) {
     const SrgbEncoder& encode = srgb_encoder();
     const uint32_t one = std::bit_cast<uint32_t>(1.0f);
-    // Every 7th bit pattern below 1.0, and every pattern next to a threshold.
-    for (uint32_t u = 0; u < one; u += 7) {
+    // Every 1009th bit pattern below 1.0, and every pattern next to a threshold.
+    for (uint32_t u = 0; u < one; u += 1009) {
         const float v = std::bit_cast<float>(u);
         ASSERT_EQ(encode(v), srgb_byte_direct(v)) << v;
     }
