@@ -9,9 +9,9 @@
 #include <effects/tonemap_plugin.h>
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "common/fast_math.hpp"
@@ -33,6 +33,13 @@
 #endif
 
 namespace effects_plugin {
+
+// TMOptionsUsed: the set of options a plug-in reads, written through a1
+// when it is not NULL, and returned.
+inline int32_t report_options_used(intptr_t a1, uint32_t used) {
+    if (auto* out = reinterpret_cast<uint32_t*>(a1)) *out = used;
+    return static_cast<int32_t>(used);
+}
 
 // One call of ToneMapping128to32, its values read and checked.
 struct Call {
@@ -244,16 +251,8 @@ public:
     }
 
 private:
-    static uint32_t bits(float f) {
-        uint32_t u;
-        std::memcpy(&u, &f, 4);
-        return u;
-    }
-    static float value(uint32_t u) {
-        float f;
-        std::memcpy(&f, &u, 4);
-        return f;
-    }
+    static uint32_t bits(float f) { return std::bit_cast<uint32_t>(f); }
+    static float value(uint32_t u) { return std::bit_cast<float>(u); }
     std::array<float, 256> thresholds_{};
     std::array<uint8_t, (0x3F800000u >> 16)> start_{};
 };
@@ -307,6 +306,23 @@ void map_rows(const Call& c, const RowRatios& row_ratios) {
             }
         }
     });
+}
+
+// The body of a plug-in's ToneMapping128to32: read the call, let the
+// operator check its options (check(c): EFFECTS_TONEMAP_OK or
+// EFFECTS_TONEMAP_ERROR_OPTIONS), gather what it needs from the scene
+// (prepare(c): the per-pixel operator), then map the rows with its row
+// function (row(p, ratio, width, op), built with EFFECTS_PLUGIN_ROW_CLONES).
+template <class Check, class Prepare, class Row>
+int32_t tone_map_entry(intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4, intptr_t a5, Check check,
+                       Prepare prepare, Row row) {
+    Call c;
+    int32_t rc = read_call(a1, a2, a3, a4, a5, c);
+    if (rc == EFFECTS_TONEMAP_OK) rc = check(c);
+    if (rc != EFFECTS_TONEMAP_OK || c.width == 0 || c.height == 0) return rc;
+    const auto op = prepare(c);
+    map_rows(c, [&op, row](const float* p, float* ratio, int64_t width) { row(p, ratio, width, op); });
+    return EFFECTS_TONEMAP_OK;
 }
 
 }  // namespace effects_plugin

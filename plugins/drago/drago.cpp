@@ -36,23 +36,21 @@ EFFECTS_PLUGIN_ROW_CLONES void drago_row(const float* p, float* ratio, int64_t w
 }  // namespace
 
 EFFECTS_PLUGIN_EXPORT int32_t ToneMapping128to32(intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4, intptr_t a5) {
-    Call c;
-    const int32_t rc = read_call(a1, a2, a3, a4, a5, c);
-    if (rc != EFFECTS_TONEMAP_OK) return rc;
-    const float bias = c.has(EFFECTS_TONEMAP_USES_BIAS) ? c.bias : kDefaultBias;
-    if (!(bias > 0.0f && bias < 1.0f)) return EFFECTS_TONEMAP_ERROR_OPTIONS;
-    if (c.width == 0 || c.height == 0) return EFFECTS_TONEMAP_OK;
-    const SceneStats s = scene_stats(c, false);
-    const float lmax = s.max / s.log_average;
-    // A black scene has no range to map: every pixel stays black.
-    const Drago op{1.0f / s.log_average, lmax > 0.0f ? 1.0f / lmax : 0.0f, std::log(bias) / std::log(0.5f),
-                   lmax > 0.0f ? 1.0f / std::log10(lmax + 1.0f) : 0.0f};
-    map_rows(c, [&op](const float* p, float* ratio, int64_t width) { drago_row(p, ratio, width, op); });
-    return EFFECTS_TONEMAP_OK;
+    const auto bias = [](const Call& c) { return c.has(EFFECTS_TONEMAP_USES_BIAS) ? c.bias : kDefaultBias; };
+    const auto check = [&](const Call& c) {
+        const float b = bias(c);
+        return b > 0.0f && b < 1.0f ? EFFECTS_TONEMAP_OK : EFFECTS_TONEMAP_ERROR_OPTIONS;
+    };
+    const auto prepare = [&](const Call& c) {
+        const SceneStats s = scene_stats(c, false);
+        const float lmax = s.max / s.log_average;
+        // A black scene has no range to map: every pixel stays black.
+        return Drago{1.0f / s.log_average, lmax > 0.0f ? 1.0f / lmax : 0.0f, std::log(bias(c)) / std::log(0.5f),
+                     lmax > 0.0f ? 1.0f / std::log10(lmax + 1.0f) : 0.0f};
+    };
+    return tone_map_entry(a1, a2, a3, a4, a5, check, prepare, drago_row);
 }
 
 EFFECTS_PLUGIN_EXPORT int32_t TMOptionsUsed(intptr_t a1) {
-    const uint32_t used = EFFECTS_TONEMAP_USES_BIAS;
-    if (auto* out = reinterpret_cast<uint32_t*>(a1)) *out = used;
-    return static_cast<int32_t>(used);
+    return report_options_used(a1, EFFECTS_TONEMAP_USES_BIAS);
 }

@@ -42,24 +42,21 @@ EFFECTS_PLUGIN_ROW_CLONES void reinhard_row(const float* p, float* ratio, int64_
 }  // namespace
 
 EFFECTS_PLUGIN_EXPORT int32_t ToneMapping128to32(intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4, intptr_t a5) {
-    Call c;
-    const int32_t rc = read_call(a1, a2, a3, a4, a5, c);
-    if (rc != EFFECTS_TONEMAP_OK) return rc;
-    if ((c.has(EFFECTS_TONEMAP_USES_KEY) && !(c.key > 0.0f)) || (c.has(EFFECTS_TONEMAP_USES_WHITE) && !(c.white > 0.0f)))
-        return EFFECTS_TONEMAP_ERROR_OPTIONS;
-    if (c.width == 0 || c.height == 0) return EFFECTS_TONEMAP_OK;
-    const SceneStats s = scene_stats(c, !c.has(EFFECTS_TONEMAP_USES_KEY));
-    const float key = c.has(EFFECTS_TONEMAP_USES_KEY) ? c.key : automatic_key(s);
-    const float scale = key / s.log_average;
-    const float white = c.has(EFFECTS_TONEMAP_USES_WHITE) ? c.white : scale * s.max;
-    const float inv_white2 = white > 0.0f ? 1.0f / (white * white) : 0.0f;
-    const Reinhard op{scale, inv_white2};
-    map_rows(c, [&op](const float* p, float* ratio, int64_t width) { reinhard_row(p, ratio, width, op); });
-    return EFFECTS_TONEMAP_OK;
+    const auto check = [](const Call& c) {
+        const bool bad_key = c.has(EFFECTS_TONEMAP_USES_KEY) && !(c.key > 0.0f);
+        const bool bad_white = c.has(EFFECTS_TONEMAP_USES_WHITE) && !(c.white > 0.0f);
+        return bad_key || bad_white ? EFFECTS_TONEMAP_ERROR_OPTIONS : EFFECTS_TONEMAP_OK;
+    };
+    const auto prepare = [](const Call& c) {
+        const SceneStats s = scene_stats(c, !c.has(EFFECTS_TONEMAP_USES_KEY));
+        const float key = c.has(EFFECTS_TONEMAP_USES_KEY) ? c.key : automatic_key(s);
+        const float scale = key / s.log_average;
+        const float white = c.has(EFFECTS_TONEMAP_USES_WHITE) ? c.white : scale * s.max;
+        return Reinhard{scale, white > 0.0f ? 1.0f / (white * white) : 0.0f};
+    };
+    return tone_map_entry(a1, a2, a3, a4, a5, check, prepare, reinhard_row);
 }
 
 EFFECTS_PLUGIN_EXPORT int32_t TMOptionsUsed(intptr_t a1) {
-    const uint32_t used = EFFECTS_TONEMAP_USES_KEY | EFFECTS_TONEMAP_USES_WHITE;
-    if (auto* out = reinterpret_cast<uint32_t*>(a1)) *out = used;
-    return static_cast<int32_t>(used);
+    return report_options_used(a1, EFFECTS_TONEMAP_USES_KEY | EFFECTS_TONEMAP_USES_WHITE);
 }
