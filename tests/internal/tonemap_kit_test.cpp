@@ -7,6 +7,9 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <random>
+#include <vector>
 
 #include "common/tonemap_kit.hpp"
 
@@ -52,6 +55,42 @@ TEST(TonemapKit, PolynomialLogAndPowerAreAccurate) {
     }
     EXPECT_NEAR(powf_poly(0.0625f, 0.2344653f), std::pow(0.0625, 0.2344653), 1e-6);
     EXPECT_EQ(powf_poly(0.0f, 0.5f), 0.0f);
+}
+
+// An operator of the plug-ins' shape (logarithms and a power, as in the
+// adaptive logarithmic one), its rows built for the baseline and for AVX2.
+struct LogOperator {
+    float exponent;
+    EFFECTS_PLUGIN_INLINE float operator()(float l) const {
+        return log2f_poly(l + 1.0f) / log2f_poly(2.0f + 8.0f * powf_poly(l * 0.01f, exponent));
+    }
+};
+void rows_baseline(const float* p, float* ratio, int64_t width, const LogOperator& op) {
+    ratio_row(p, ratio, width, op);
+}
+#if defined(__x86_64__) && defined(__GNUC__)
+__attribute__((target("avx2"))) void rows_avx2(const float* p, float* ratio, int64_t width, const LogOperator& op) {
+    ratio_row(p, ratio, width, op);
+}
+#endif
+
+TEST(TonemapKit, RowsBuiltForAvx2GiveTheSameBits) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 here";
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> stops(-20.0f, 20.0f);
+    const int64_t width = 1021;  // odd: vector body and scalar tail
+    std::vector<float> px(static_cast<size_t>(width) * 4);
+    for (float& v : px) v = std::exp2(stops(rng));
+    px[8] = 0.0f, px[9] = -1.0f, px[10] = NAN;
+    std::vector<float> a(static_cast<size_t>(width)), b(static_cast<size_t>(width));
+    const LogOperator op{0.2344653f};
+    rows_baseline(px.data(), a.data(), width, op);
+    rows_avx2(px.data(), b.data(), width, op);
+    EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0);
+#else
+    GTEST_SKIP() << "x86-64 only";
+#endif
 }
 
 }  // namespace
