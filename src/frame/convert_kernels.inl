@@ -103,9 +103,18 @@ inline void map_pixels(const void* s_, void* d_, int64_t n, Op op, D alpha = D{}
 constexpr auto same = [](auto v) { return v; };
 
 // Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
-EFFECTS_ROW_KERNEL void p64to32screen(const void* s, void* d, int64_t n) {
-    map_pixels<uint16_t, uint8_t, 4, 4, 0, 1, 2>(s, d, n, [](uint16_t v) { return static_cast<uint8_t>(v >> 7); },
-                                                 uint8_t{255});
+// Two flat passes (all four channels, then alpha over whole pixel words)
+// vectorise where one loop with a constant fourth channel does not.
+EFFECTS_ROW_KERNEL void p64to32screen(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t i = 0; i < 4 * n; ++i) d[i] = static_cast<uint8_t>(s[i] >> 7);
+    for (int64_t x = 0; x < n; ++x) {
+        uint32_t w;
+        std::memcpy(&w, d + 4 * x, 4);
+        w |= 0xFF000000u;  // little-endian: byte 3 is alpha
+        std::memcpy(d + 4 * x, &w, 4);
+    }
 }
 
 // Rgb8 row to Bgra8 row, order kept, alpha opaque.
@@ -131,10 +140,17 @@ EFFECTS_ROW_KERNEL void p15to16(const void* s, void* d, int64_t n) {
     map_pixels<uint16_t, uint16_t, 4, 3, 2, 1, 0>(s, d, n, [](uint16_t v) { return static_cast<uint16_t>(v * 2); });
 }
 
-// Three floats to Rgba16 with the channel order kept, alpha full.
-EFFECTS_ROW_KERNEL void pfloat3to64(const void* s, void* d, int64_t n) {
-    map_pixels<float, uint16_t, 3, 4, 0, 1, 2>(s, d, n, [](float v) { return ClampTo15(v * 32767.0f); },
-                                              uint16_t{32767});
+// Three floats to Rgba16 with the channel order kept, alpha full; each
+// pixel is assembled as one 8-byte word.
+EFFECTS_ROW_KERNEL void pfloat3to64(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        const uint64_t w = uint64_t{ClampTo15(s[3 * x + 0] * 32767.0f)} |
+                           uint64_t{ClampTo15(s[3 * x + 1] * 32767.0f)} << 16 |
+                           uint64_t{ClampTo15(s[3 * x + 2] * 32767.0f)} << 32 | uint64_t{32767} << 48;
+        std::memcpy(d + 8 * x, &w, 8);
+    }
 }
 
 // Rgb16 to Rgba16, lopsided on purpose: R and G pass as signed words through
@@ -142,12 +158,14 @@ EFFECTS_ROW_KERNEL void pfloat3to64(const void* s, void* d, int64_t n) {
 // and up read negative and give 0), and alpha keeps what the destination held.
 EFFECTS_ROW_KERNEL void p16to15(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
-    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 2] = s[3 * x + 0];
-        d[4 * x + 1] = s[3 * x + 1];
         const float b = static_cast<float>(static_cast<int16_t>(s[3 * x + 2]));
-        d[4 * x + 0] = ClampTo15(b * kInv65535 * 32767.0f);
+        uint64_t w;
+        std::memcpy(&w, d + 8 * x, 8);
+        w = (w & 0xFFFF000000000000u) | uint64_t{ClampTo15(b * kInv65535 * 32767.0f)} |
+            uint64_t{s[3 * x + 1]} << 16 | uint64_t{s[3 * x + 0]} << 32;
+        std::memcpy(d + 8 * x, &w, 8);
     }
 }
 
