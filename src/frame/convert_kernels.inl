@@ -305,12 +305,18 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
         for (int64_t i = 0; i < count; ++i) {
             const uint32_t w = word[i];
             const uint32_t e = w >> 24;
-            v0[i] = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
-            v1[i] = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
-            v2[i] = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
-            v3[i] = alpha_of(fifth[i]);
-            if constexpr (sizeof(D) == 1)
-                packed[i] = uint32_t{v0[i]} | uint32_t{v1[i]} << 8 | uint32_t{v2[i]} << 16 | uint32_t{v3[i]} << 24;
+            const D c0 = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
+            const D c1 = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
+            const D c2 = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
+            const D c3 = alpha_of(fifth[i]);
+            if constexpr (sizeof(D) == 1) {
+                packed[i] = uint32_t{c0} | uint32_t{c1} << 8 | uint32_t{c2} << 16 | uint32_t{c3} << 24;
+            } else {
+                v0[i] = c0;
+                v1[i] = c1;
+                v2[i] = c2;
+                v3[i] = c3;
+            }
         }
         if constexpr (sizeof(D) == 1) {
             static_assert(DstCh == 4, "8-bit destinations have four channels");
@@ -349,7 +355,7 @@ EFFECTS_ROW_KERNEL void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
 EFFECTS_ROW_KERNEL void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
     decode_row<uint8_t, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
-        [](float v) { return ClampToByte(v * 255.0f); }, [](uint8_t a) { return a; });
+        [](float v) { return ClampNonNegativeToByte(v * 255.0f); }, [](uint8_t a) { return a; });
 }
 
 EFFECTS_ROW_KERNEL void pRGBEto128gamma(const void* s, void* d, int64_t n) {

@@ -92,6 +92,19 @@ TEST(Clamps, CutOffsTruncationAndNaN) {
     EXPECT_EQ(1, ed::ClampTo15(1.99f));
 }
 
+TEST(Clamps, NonNegativeClampAgreesWithTheFullClampOnEveryNonNegativeFloat) {
+    // Every non-negative finite float and +inf, by bit pattern, in strides
+    // that visit every exponent and a spread of mantissas near each cut-off.
+    for (uint32_t bits = 0; bits <= 0x7F800000u; bits += 97) {
+        const float f = ed::BitsToFloat(bits);
+        ASSERT_EQ(ed::ClampToByte(f), ed::ClampNonNegativeToByte(f)) << f;
+    }
+    for (float f = 0.0f; f < 256.0f; f = std::nextafter(f, 300.0f) + 1.0f / 4096.0f)
+        ASSERT_EQ(ed::ClampToByte(f), ed::ClampNonNegativeToByte(f)) << f;
+    for (float f : {0.5f, std::nextafter(0.5f, 0.0f), 254.5f, std::nextafter(254.5f, 255.0f), 255.0f})
+        ASSERT_EQ(ed::ClampToByte(f), ed::ClampNonNegativeToByte(f)) << f;
+}
+
 TEST(ParallelRows, StaticBlocksCoverEveryRowOnceInOrder) {
     for (int nt = 1; nt <= 9; ++nt) {
         for (int64_t rows = 0; rows <= 40; ++rows) {
