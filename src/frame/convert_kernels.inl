@@ -8,6 +8,7 @@
 // is ever enabled), and a test compares them.
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/byte_shuffle.hpp"
 #include "frame/convert.hpp"
@@ -199,7 +200,8 @@ enum class AlphaByte {
 // loop the compiler vectorises, then stored as words into the 4- or 5-byte
 // layout. A row's tail is a shorter block through the same code.
 template <class S, int SrcCh, int DstBytes, int I0, int I1, int I2, int Out0, int Out1, int Out2,
-          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf>
+          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf,
+          RgbeInput In = std::is_same_v<S, uint8_t> ? RgbeInput::UnitRange : RgbeInput::AnyFloat>
 inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, ToFloat to_float,
                        AlphaOf alpha_of) {
     constexpr int64_t kBlock = 256;
@@ -217,7 +219,7 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
             if constexpr (A == AlphaByte::FromSource) fifth[i] = alpha_of(p[SrcCh * i + 3]);
         }
         for (int64_t i = 0; i < count; ++i) {
-            const uint32_t w = EncodeRgbeWord<R>(c0[i], c1[i], c2[i]);
+            const uint32_t w = EncodeRgbeWord<R, In>(c0[i], c1[i], c2[i]);
             word[i] = (w & 0xFFu) << (8 * Out0) | (w >> 8 & 0xFFu) << (8 * Out1) | (w >> 16 & 0xFFu) << (8 * Out2) |
                       (w & 0xFF000000u);
             if constexpr (A == AlphaByte::LitMarker) fifth[i] = w != 0 ? 1 : 0;
