@@ -66,6 +66,22 @@ TEST(RgbeCodec, ExponentFieldEncoderMatchesFrexpOnEveryExponent) {
         expect_same_encoding<ed::MantissaRounding::Clamp>(random_special(rng), random_special(rng), random_special(rng));
 }
 
+TEST(RgbeCodec, UnitRangeEncoderMatchesOnEveryEightBitTriple) {
+    constexpr float kInv255 = 0.003921569f;
+    for (uint32_t rgb = 0; rgb < (1u << 24); ++rgb) {
+        const float c0 = static_cast<float>(rgb & 0xFF) * kInv255;
+        const float c1 = static_cast<float>(rgb >> 8 & 0xFF) * kInv255;
+        const float c2 = static_cast<float>(rgb >> 16) * kInv255;
+        using ed::MantissaRounding, ed::RgbeInput;
+        ASSERT_EQ((ed::EncodeRgbeWord<MantissaRounding::Clamp, RgbeInput::AnyFloat>(c0, c1, c2)),
+                  (ed::EncodeRgbeWord<MantissaRounding::Clamp, RgbeInput::UnitRange>(c0, c1, c2)))
+            << rgb;
+        ASSERT_EQ((ed::EncodeRgbeWord<MantissaRounding::Truncate, RgbeInput::AnyFloat>(c0, c1, c2)),
+                  (ed::EncodeRgbeWord<MantissaRounding::Truncate, RgbeInput::UnitRange>(c0, c1, c2)))
+            << rgb;
+    }
+}
+
 TEST(RgbeCodec, DecodersAreTheDoubleLdexpRoundedToFloat) {
     for (int e = 0; e < 256; ++e) {
         for (int m = 0; m < 256; ++m) {
