@@ -170,16 +170,23 @@ EFFECTS_ROW_KERNEL void p16to15(const void* s_, void* d_, int64_t n) {
     }
 }
 
-// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
+// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque;
+// words rearranged in blocks and stored through the 5-byte packer.
 EFFECTS_ROW_KERNEL void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[5 * x + 0] = s[4 * x + 2];
-        d[5 * x + 1] = s[4 * x + 1];
-        d[5 * x + 2] = s[4 * x + 0];
-        d[5 * x + 3] = s[4 * x + 3];
-        d[5 * x + 4] = 255;
+    constexpr int64_t kBlock = 256;
+    uint32_t word[kBlock];
+    uint8_t opaque[kBlock];
+    std::memset(opaque, 255, sizeof opaque);
+    for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
+        const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
+        std::memcpy(word, s + 4 * x0, static_cast<size_t>(count) * 4);
+        for (int64_t i = 0; i < count; ++i) {
+            const uint32_t w = word[i];  // little-endian R, G, B, E
+            word[i] = (w & 0xFF00FF00u) | (w & 0xFFu) << 16 | (w >> 16 & 0xFFu);
+        }
+        pack_five_byte_pixels(d + 5 * x0, word, opaque, count);
     }
 }
 
