@@ -315,12 +315,17 @@ EFFECTS_API int32_t EffectsHdrMergeAdd(EffectsHdrMerge* merge, const uint8_t* bg
 EFFECTS_API int32_t EffectsHdrMergeFinish(EffectsHdrMerge* merge);
 EFFECTS_API void EffectsHdrMergeDestroy(EffectsHdrMerge* merge);
 
-/* An aligner keeps the reference frame's threshold bitmaps at every level of
- * a 2x pyramid (about 1.4 bytes per pixel) and finds each other frame's shift
+/* An aligner keeps the reference frame's greys at every level of a 2x
+ * pyramid (about 1.4 bytes per pixel) and finds each other frame's shift
  * within +-maxShift coarse to fine: the full window at the coarsest level,
- * then the 3x3 around the doubled estimate at each finer one. Among equal
- * errors the candidate nearest the window's centre (|dx| + |dy|) wins, then
- * the smaller dy, then the smaller dx. */
+ * then the 5x5 around the doubled estimate at each finer one (3x3 at full
+ * size). Both frames' greys are split at one shared quantile (the median,
+ * moved inside what neither frame has clipped) and thresholded with the rule
+ * of VexoHDRCreateAlignMTB. The overlap and the centre are compared over one
+ * fixed rectangle per level (VexoHDRTotalAlignmentRegion), the best zone
+ * with VexoHDRTotalAlignmentZones. Among equal errors the candidate nearest
+ * the window's centre (|dx| + |dy|) wins, then the smaller dy, then the
+ * smaller dx. */
 EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const uint8_t* reference,
                                             intptr_t stride, int32_t maxShift, int32_t area,
                                             EffectsHdrAligner** aligner);

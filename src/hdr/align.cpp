@@ -154,11 +154,16 @@ int32_t pick_zone(int32_t width, int32_t height, const uint8_t* pixels, std::ptr
 
 }  // namespace
 
-// Greys are written first and thresholded in place. The threshold mixes the
-// middle of the grey range with the mean taken over one pixel fewer than
-// the image has; pixels equal to it count as dark.
-void create_threshold_bitmap(int32_t width, int32_t height, uint8_t* bitmap, const uint8_t* pixels,
-                             std::ptrdiff_t stride) {
+void grey_plane(int32_t width, int32_t height, const uint8_t* pixels, std::ptrdiff_t stride, uint8_t* greys) {
+    if (width < 1) return;
+    parallel_rows(height, [&](int64_t y0, int64_t y1) {
+        for (int64_t y = y0; y < y1; ++y) grey_row(pixels + y * stride, greys + y * width, width);
+    });
+}
+
+// The threshold mixes the middle of the grey range with the mean taken over
+// one pixel fewer than the image has; greys equal to it count as dark.
+void threshold_greys(int32_t width, int32_t height, uint8_t* greys) {
     if (width < 1 || height < 1) return;
     struct Stats {
         int32_t lo = 256, hi = 0;
@@ -168,14 +173,11 @@ void create_threshold_bitmap(int32_t width, int32_t height, uint8_t* bitmap, con
     for (std::size_t t = 0; t < partial.size(); ++t) partial[t] = Stats{};
     parallel_blocks(height, [&](int t, int64_t y0, int64_t y1) {
         Stats s;
-        for (int64_t y = y0; y < y1; ++y) {
-            uint8_t* g = bitmap + y * width;
-            grey_row(pixels + y * stride, g, width);
-            for (int32_t x = 0; x < width; ++x) {
-                s.lo = std::min<int32_t>(s.lo, g[x]);
-                s.hi = std::max<int32_t>(s.hi, g[x]);
-                s.sum += g[x];
-            }
+        const uint8_t* g = greys + y0 * width;
+        for (int64_t i = 0; i < (y1 - y0) * width; ++i) {
+            s.lo = std::min<int32_t>(s.lo, g[i]);
+            s.hi = std::max<int32_t>(s.hi, g[i]);
+            s.sum += g[i];
         }
         partial[t] = s;
     });
@@ -188,8 +190,16 @@ void create_threshold_bitmap(int32_t width, int32_t height, uint8_t* bitmap, con
     const double mean = static_cast<double>(all.sum) / static_cast<double>(int64_t{width} * height - 1);
     const int32_t threshold = truncate_double((static_cast<double>((all.lo + all.hi) / 2) + mean) * 0.5);
     parallel_rows(height, [&](int64_t y0, int64_t y1) {
-        for (int64_t y = y0; y < y1; ++y) threshold_row(bitmap + y * width, width, threshold);
+        for (int64_t y = y0; y < y1; ++y) threshold_row(greys + y * width, width, threshold);
     });
+}
+
+// Greys are written into the bitmap first and thresholded in place.
+void create_threshold_bitmap(int32_t width, int32_t height, uint8_t* bitmap, const uint8_t* pixels,
+                             std::ptrdiff_t stride) {
+    if (width < 1 || height < 1) return;
+    grey_plane(width, height, pixels, stride, bitmap);
+    threshold_greys(width, height, bitmap);
 }
 
 // Bins 1..254 only; ties go to the higher grey (and an all-black or all-white

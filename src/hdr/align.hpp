@@ -8,6 +8,10 @@
 
 namespace effects::detail {
 
+// Grey (B + G + R) / 3 of every pixel into a packed plane.
+void grey_plane(int32_t width, int32_t height, const uint8_t* pixels, std::ptrdiff_t stride, uint8_t* greys);
+// Replaces a plane of greys by its threshold bitmap.
+void threshold_greys(int32_t width, int32_t height, uint8_t* greys);
 // Rows of `pixels` are `stride` bytes apart; the bitmap's rows are packed.
 void create_threshold_bitmap(int32_t width, int32_t height, uint8_t* bitmap, const uint8_t* pixels,
                              std::ptrdiff_t stride);

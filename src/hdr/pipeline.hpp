@@ -1,9 +1,9 @@
 // The HDR pipeline behind the EffectsHdr... entry points: a merge session
 // that takes exposures one at a time (peak memory: the caller's accumulator,
 // one weight plane and the frame being added), and an aligner that keeps the
-// reference's threshold bitmaps at every level of a 2x pyramid and finds
-// each other frame's shift coarse to fine with the library's own bitmap and
-// error functions.
+// reference's greys at every level of a 2x pyramid and finds
+// each other frame's shift coarse to fine over threshold bitmaps made with
+// the library's own threshold rule and compared with its error functions.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,7 @@ private:
     std::vector<float> plane_;
 };
 
-// One level of a pyramid: a threshold bitmap of width x height bytes.
+// One level of a pyramid: greys or a threshold bitmap, width x height bytes.
 struct BitmapLevel {
     int32_t width = 0, height = 0;
     std::vector<uint8_t> bits;
@@ -55,7 +55,7 @@ public:
     int32_t zone() const { return zone_; }
 
 private:
-    double error(const BitmapLevel& ref, const BitmapLevel& other, int32_t dx, int32_t dy) const;
+    double error(const BitmapLevel& ref, const BitmapLevel& other, int32_t dx, int32_t dy, int32_t mx, int32_t my) const;
     std::vector<BitmapLevel> reference_;
     int32_t max_shift_;
     HdrArea area_;
@@ -64,12 +64,12 @@ private:
 
 // Levels of the pyramid for a frame size and a maximum shift: halvings
 // until the shift left to find is at most 4 pixels or the frame's smaller
-// side would drop below 32 pixels.
+// side would drop below 64 pixels.
 int32_t pyramid_levels(int32_t width, int32_t height, int32_t max_shift);
 
-// Threshold bitmaps of a Bgra8 frame at `levels` levels; level 0 is full size,
-// each next level a 2x2 box average of the one before.
-std::vector<BitmapLevel> build_pyramid(int32_t width, int32_t height, const uint8_t* bgra, std::ptrdiff_t stride,
-                                       int32_t levels);
+// Greys of a Bgra8 frame at `levels` levels; level 0 is full size, each next
+// level a 2x2 box average of the one before.
+std::vector<BitmapLevel> grey_pyramid(int32_t width, int32_t height, const uint8_t* bgra, std::ptrdiff_t stride,
+                                      int32_t levels);
 
 }  // namespace effects::detail

@@ -38,7 +38,7 @@ inline float hash01(uint32_t x, uint32_t y, uint32_t seed) {
 }
 
 // A frame_width x frame_height scene with `margin` pixels of canvas around
-// it, radiance from 2^-6 to 2^6.
+// it, radiance from 2^-6 to 2^6 (times a texture of +-15%).
 inline Scene make_scene(int32_t frame_width, int32_t frame_height, int32_t margin, uint32_t seed) {
     Scene s;
     s.width = frame_width + 2 * margin;
@@ -60,8 +60,10 @@ inline Scene make_scene(int32_t frame_width, int32_t frame_height, int32_t margi
     for (int32_t y = 0; y < s.height; ++y)
         for (int32_t x = 0; x < s.width; ++x) {
             const float fx = static_cast<float>(x) / s.width, fy = static_cast<float>(y) / s.height;
-            // Smooth part: 12 stops left to right, a gentle vertical wave.
-            float stops = -5.0f + 10.0f * fx + 0.8f * std::sin(6.2831853f * fy * 1.5f);
+            // Smooth part: hills and valleys of +-5.5 stops, so that the
+            // contours of equal radiance are closed curves, not parallel lines.
+            float stops = 5.5f * std::sin(6.2831853f * (1.3f * fx + 0.2f)) * std::cos(6.2831853f * (0.9f * fy + 0.1f)) +
+                          0.7f * std::sin(6.2831853f * (2.1f * fy + 1.7f * fx));
             for (const Shape& sh : shapes) {
                 const float dx = static_cast<float>(x) - sh.cx, dy = static_cast<float>(y) - sh.cy;
                 const bool inside = sh.disc ? dx * dx + dy * dy < sh.r * sh.r
