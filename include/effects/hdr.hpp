@@ -44,7 +44,7 @@ struct Shift {
 };
 
 struct AlignOptions {
-    std::int32_t max_shift = 64;  // candidates within +-max_shift in x and y
+    std::int32_t max_shift = 64;  // each frame within +-max_shift of its neighbour in x and y
     Area area = Area::overlap;
     std::int32_t reference = -1;  // index of the reference frame; -1: the middle one
 };
@@ -170,20 +170,35 @@ private:
     std::unique_ptr<EffectsHdrMerge, Free> handle_;
 };
 
-// One shift per frame (the reference's is {0, 0}); each frame is loaded once.
+// One shift per frame relative to the reference (whose shift is {0, 0}).
+// Each frame is aligned to its neighbour on the way to the reference and
+// the steps are summed, so that frames many stops from the reference are
+// compared with one that sees the same contours; max_shift bounds each
+// step (a frame's shift from its neighbour). Every frame is loaded once.
 inline std::vector<Shift> align(const Bracket& bracket, const AlignOptions& options = {}) {
     std::vector<Shift> shifts(bracket.size());
     if (bracket.size() < 2) return shifts;
     const std::size_t ref = options.reference < 0 ? (bracket.size() - 1) / 2
                                                   : static_cast<std::size_t>(options.reference);
     if (ref >= bracket.size())
-        throw Error(static_cast<Errc>(EFFECTS_ERROR_BAD_ARGUMENT),
-                    "reference frame " + std::to_string(options.reference) + " of a bracket of " +
-                        std::to_string(bracket.size()));
-    std::optional<Aligner> aligner;
-    bracket.with_frame(ref, [&](ImageView<const Bgra8> f) { aligner.emplace(f, options.max_shift, options.area); });
-    for (std::size_t i = 0; i < bracket.size(); ++i)
-        if (i != ref) bracket.with_frame(i, [&](ImageView<const Bgra8> f) { shifts[i] = aligner->find(f); });
+        throw Error(Errc::bad_argument, "reference frame " + std::to_string(options.reference) +
+                                            " of a bracket of " + std::to_string(bracket.size()));
+    std::optional<Aligner> reference;
+    const std::int32_t step_limit = options.max_shift;
+    bracket.with_frame(ref, [&](ImageView<const Bgra8> f) { reference.emplace(f, step_limit, options.area); });
+    for (const int step : {1, -1}) {
+        std::optional<Aligner> neighbour;
+        Shift sum;
+        for (auto i = static_cast<std::ptrdiff_t>(ref) + step;
+             i >= 0 && i < static_cast<std::ptrdiff_t>(bracket.size()); i += step)
+            bracket.with_frame(static_cast<std::size_t>(i), [&](ImageView<const Bgra8> f) {
+                const Shift s = (neighbour ? *neighbour : *reference).find(f);
+                sum = {sum.dx + s.dx, sum.dy + s.dy};
+                shifts[static_cast<std::size_t>(i)] = sum;
+                if (i + step >= 0 && i + step < static_cast<std::ptrdiff_t>(bracket.size()))
+                    neighbour.emplace(f, step_limit, options.area);
+            });
+    }
     return shifts;
 }
 
