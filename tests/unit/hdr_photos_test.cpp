@@ -83,6 +83,14 @@ TEST_P(HdrPhotos, AlignAndMergeTheBracket) {
         efx_test::Photo near, other;
         ASSERT_TRUE(efx_test::decode_photo(files[n].path, near));
         ASSERT_TRUE(efx_test::decode_photo(files[i].path, other));
+        // Frames that are nearly all black or white (most frequent grey
+        // outside 20..235, such as the darkest church frames, which show
+        // little but the windows) have no contours to judge a step by.
+        const auto busy = [](const efx_test::Photo& p) {
+            const int32_t g = VexoHDRDetermineMedianValue(p.width, p.height, p.bgra.data());
+            return g >= 20 && g <= 235;
+        };
+        if (!busy(near) || !busy(other)) continue;
         EXPECT_LE(bitmap_error(near, other, step), bitmap_error(near, other, {}))
             << files[i].path << " step " << step.dx << "," << step.dy;
     }
