@@ -25,6 +25,8 @@ enum class Errc {
     unknown = EFFECTS_ERROR_UNKNOWN,
     overlap = EFFECTS_ERROR_OVERLAP,
     misaligned = EFFECTS_ERROR_MISALIGNED,
+    bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
+    out_of_memory = EFFECTS_ERROR_OUT_OF_MEMORY,
     size_mismatch = -100,
 };
 
@@ -50,6 +52,8 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
         case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
         case EFFECTS_ERROR_MISALIGNED: return "pixels not aligned to the channel size";
+        case EFFECTS_ERROR_BAD_ARGUMENT: return "argument out of range";
+        case EFFECTS_ERROR_OUT_OF_MEMORY: return "out of memory";
         default: return "unexpected error";
     }
 }
