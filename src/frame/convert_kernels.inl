@@ -8,6 +8,7 @@
 // is ever enabled), and a test compares them.
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/byte_shuffle.hpp"
 #include "frame/convert.hpp"
@@ -103,9 +104,18 @@ inline void map_pixels(const void* s_, void* d_, int64_t n, Op op, D alpha = D{}
 constexpr auto same = [](auto v) { return v; };
 
 // Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
-EFFECTS_ROW_KERNEL void p64to32screen(const void* s, void* d, int64_t n) {
-    map_pixels<uint16_t, uint8_t, 4, 4, 0, 1, 2>(s, d, n, [](uint16_t v) { return static_cast<uint8_t>(v >> 7); },
-                                                 uint8_t{255});
+// Two flat passes (all four channels, then alpha over whole pixel words)
+// vectorise where one loop with a constant fourth channel does not.
+EFFECTS_ROW_KERNEL void p64to32screen(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t i = 0; i < 4 * n; ++i) d[i] = static_cast<uint8_t>(s[i] >> 7);
+    for (int64_t x = 0; x < n; ++x) {
+        uint32_t w;
+        std::memcpy(&w, d + 4 * x, 4);
+        w |= 0xFF000000u;  // little-endian: byte 3 is alpha
+        std::memcpy(d + 4 * x, &w, 4);
+    }
 }
 
 // Rgb8 row to Bgra8 row, order kept, alpha opaque.
@@ -131,10 +141,17 @@ EFFECTS_ROW_KERNEL void p15to16(const void* s, void* d, int64_t n) {
     map_pixels<uint16_t, uint16_t, 4, 3, 2, 1, 0>(s, d, n, [](uint16_t v) { return static_cast<uint16_t>(v * 2); });
 }
 
-// Three floats to Rgba16 with the channel order kept, alpha full.
-EFFECTS_ROW_KERNEL void pfloat3to64(const void* s, void* d, int64_t n) {
-    map_pixels<float, uint16_t, 3, 4, 0, 1, 2>(s, d, n, [](float v) { return ClampTo15(v * 32767.0f); },
-                                              uint16_t{32767});
+// Three floats to Rgba16 with the channel order kept, alpha full; each
+// pixel is assembled as one 8-byte word.
+EFFECTS_ROW_KERNEL void pfloat3to64(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        const uint64_t w = uint64_t{ClampTo15(s[3 * x + 0] * 32767.0f)} |
+                           uint64_t{ClampTo15(s[3 * x + 1] * 32767.0f)} << 16 |
+                           uint64_t{ClampTo15(s[3 * x + 2] * 32767.0f)} << 32 | uint64_t{32767} << 48;
+        std::memcpy(d + 8 * x, &w, 8);
+    }
 }
 
 // Rgb16 to Rgba16, lopsided on purpose: R and G pass as signed words through
@@ -142,25 +159,34 @@ EFFECTS_ROW_KERNEL void pfloat3to64(const void* s, void* d, int64_t n) {
 // and up read negative and give 0), and alpha keeps what the destination held.
 EFFECTS_ROW_KERNEL void p16to15(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
-    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 2] = s[3 * x + 0];
-        d[4 * x + 1] = s[3 * x + 1];
         const float b = static_cast<float>(static_cast<int16_t>(s[3 * x + 2]));
-        d[4 * x + 0] = ClampTo15(b * kInv65535 * 32767.0f);
+        uint64_t w;
+        std::memcpy(&w, d + 8 * x, 8);
+        w = (w & 0xFFFF000000000000u) | uint64_t{ClampTo15(b * kInv65535 * 32767.0f)} |
+            uint64_t{s[3 * x + 1]} << 16 | uint64_t{s[3 * x + 0]} << 32;
+        std::memcpy(d + 8 * x, &w, 8);
     }
 }
 
-// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
+// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque;
+// words rearranged in blocks and stored through the 5-byte packer.
 EFFECTS_ROW_KERNEL void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[5 * x + 0] = s[4 * x + 2];
-        d[5 * x + 1] = s[4 * x + 1];
-        d[5 * x + 2] = s[4 * x + 0];
-        d[5 * x + 3] = s[4 * x + 3];
-        d[5 * x + 4] = 255;
+    constexpr int64_t kBlock = 256;
+    uint32_t word[kBlock];
+    uint8_t opaque[kBlock];
+    std::memset(opaque, 255, sizeof opaque);
+    for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
+        const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
+        std::memcpy(word, s + 4 * x0, static_cast<size_t>(count) * 4);
+        for (int64_t i = 0; i < count; ++i) {
+            const uint32_t w = word[i];  // little-endian R, G, B, E
+            word[i] = (w & 0xFF00FF00u) | (w & 0xFFu) << 16 | (w >> 16 & 0xFFu);
+        }
+        pack_five_byte_pixels(d + 5 * x0, word, opaque, count);
     }
 }
 
@@ -181,7 +207,8 @@ enum class AlphaByte {
 // loop the compiler vectorises, then stored as words into the 4- or 5-byte
 // layout. A row's tail is a shorter block through the same code.
 template <class S, int SrcCh, int DstBytes, int I0, int I1, int I2, int Out0, int Out1, int Out2,
-          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf>
+          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf,
+          RgbeInput In = std::is_same_v<S, uint8_t> ? RgbeInput::UnitRange : RgbeInput::AnyFloat>
 inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, ToFloat to_float,
                        AlphaOf alpha_of) {
     constexpr int64_t kBlock = 256;
@@ -199,7 +226,7 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
             if constexpr (A == AlphaByte::FromSource) fifth[i] = alpha_of(p[SrcCh * i + 3]);
         }
         for (int64_t i = 0; i < count; ++i) {
-            const uint32_t w = EncodeRgbeWord<R>(c0[i], c1[i], c2[i]);
+            const uint32_t w = EncodeRgbeWord<R, In>(c0[i], c1[i], c2[i]);
             word[i] = (w & 0xFFu) << (8 * Out0) | (w >> 8 & 0xFFu) << (8 * Out1) | (w >> 16 & 0xFFu) << (8 * Out2) |
                       (w & 0xFF000000u);
             if constexpr (A == AlphaByte::LitMarker) fifth[i] = w != 0 ? 1 : 0;
@@ -287,12 +314,18 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
         for (int64_t i = 0; i < count; ++i) {
             const uint32_t w = word[i];
             const uint32_t e = w >> 24;
-            v0[i] = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
-            v1[i] = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
-            v2[i] = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
-            v3[i] = alpha_of(fifth[i]);
-            if constexpr (sizeof(D) == 1)
-                packed[i] = uint32_t{v0[i]} | uint32_t{v1[i]} << 8 | uint32_t{v2[i]} << 16 | uint32_t{v3[i]} << 24;
+            const D c0 = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
+            const D c1 = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
+            const D c2 = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
+            const D c3 = alpha_of(fifth[i]);
+            if constexpr (sizeof(D) == 1) {
+                packed[i] = uint32_t{c0} | uint32_t{c1} << 8 | uint32_t{c2} << 16 | uint32_t{c3} << 24;
+            } else {
+                v0[i] = c0;
+                v1[i] = c1;
+                v2[i] = c2;
+                v3[i] = c3;
+            }
         }
         if constexpr (sizeof(D) == 1) {
             static_assert(DstCh == 4, "8-bit destinations have four channels");
@@ -331,7 +364,7 @@ EFFECTS_ROW_KERNEL void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
 EFFECTS_ROW_KERNEL void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
     decode_row<uint8_t, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
-        [](float v) { return ClampToByte(v * 255.0f); }, [](uint8_t a) { return a; });
+        [](float v) { return ClampNonNegativeToByte(v * 255.0f); }, [](uint8_t a) { return a; });
 }
 
 EFFECTS_ROW_KERNEL void pRGBEto128gamma(const void* s, void* d, int64_t n) {

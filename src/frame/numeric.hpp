@@ -25,6 +25,14 @@ inline uint8_t ClampToByte(float f) {
     return static_cast<uint8_t>(static_cast<int32_t>(g));
 }
 
+// ClampToByte for an argument known to be a non-negative number (no NaN):
+// the low cut-off and the NaN select fall away, which matters in the
+// decoders, whose values are never negative.
+inline uint8_t ClampNonNegativeToByte(float f) {
+    const float g = f > 254.5f ? 255.0f : f;
+    return static_cast<uint8_t>(static_cast<int32_t>(g));
+}
+
 // Float to 15 bits, the same rule with 32766.5 and 32767.
 inline uint16_t ClampTo15(float f) {
     float g = f > 32766.5f ? 32767.0f : f;

@@ -8,11 +8,13 @@
 #include <omp.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "hdr_scene.hpp"
 #include "tonemap_scene.hpp"
 
 namespace {
@@ -48,17 +50,20 @@ TEST_P(Operator, GradientMapsMonotonically) {
     }
 }
 
-TEST_P(Operator, SceneIsMidRangeWithLittleClipping) {
-    const ToneScene scene = efx_test::make_tone_scene();
-    const Image<Bgra8> out = effects::tonemap(view_of(scene), GetParam());
+// Mean display luminance, and the shares of pixels clipped to black or to
+// white (all three channels at the end of the range; a bright saturated
+// colour may reach 255 in one channel without losing its luminance).
+void expect_mid_range_with_little_clipping(const ToneScene& scene, const char* op) {
+    const Image<Bgra8> out = effects::tonemap(view_of(scene), op);
     double luma = 0;
-    int64_t black = 0, white = 0;
+    int64_t black = 0, white = 0, channel_at_top = 0;
     const int64_t n = int64_t{scene.width} * scene.height;
     for (int64_t i = 0; i < n; ++i) {
         const uint8_t* p = out.data() + i * 4;
         luma += efx_test::display_luma(p);
         black += p[0] == 0 && p[1] == 0 && p[2] == 0;
-        white += p[0] == 255 || p[1] == 255 || p[2] == 255;
+        white += p[0] == 255 && p[1] == 255 && p[2] == 255;
+        channel_at_top += p[0] == 255 || p[1] == 255 || p[2] == 255;
         ASSERT_EQ(p[3], 255);
     }
     const double mean = luma / static_cast<double>(n);
@@ -66,6 +71,27 @@ TEST_P(Operator, SceneIsMidRangeWithLittleClipping) {
     EXPECT_LE(mean, 0.6);
     EXPECT_LT(static_cast<double>(black) / static_cast<double>(n), 0.01);
     EXPECT_LT(static_cast<double>(white) / static_cast<double>(n), 0.01);
+    EXPECT_LT(static_cast<double>(channel_at_top) / static_cast<double>(n), 0.02);
+    std::printf("[ %s ] mean %.3f, black %.4f, white %.4f, a channel at 255 %.4f\n", op, mean,
+                static_cast<double>(black) / n, static_cast<double>(white) / n, static_cast<double>(channel_at_top) / n);
+}
+
+TEST_P(Operator, SceneIsMidRangeWithLittleClipping) {
+    expect_mid_range_with_little_clipping(efx_test::make_tone_scene(), GetParam());
+}
+
+// The radiance map that the HDR merge tests recover (12 stops, smooth hills,
+// hard-edged shapes, texture, coloured), in RgbaFloat.
+TEST_P(Operator, GroundTruthRadianceMapIsMidRangeWithLittleClipping) {
+    const efx_scene::Scene truth = efx_scene::make_scene(320, 200, 0, 5u);
+    ToneScene scene;
+    scene.width = truth.width;
+    scene.height = truth.height;
+    scene.pixels.resize(static_cast<size_t>(truth.width) * truth.height * 4);
+    for (int32_t y = 0; y < truth.height; ++y)
+        for (int32_t x = 0; x < truth.width; ++x)
+            efx_test::set_pixel(scene.at(x, y), truth.at(x, y, 0), truth.at(x, y, 1), truth.at(x, y, 2));
+    expect_mid_range_with_little_clipping(scene, GetParam());
 }
 
 TEST_P(Operator, KeepsHueByScalingColourWithLuminance) {
