@@ -36,6 +36,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <effects/tonemap_plugin.h>
+
 #if defined(_WIN32)
 #if defined(EFFECTS_BUILDING_LIBRARY)
 #define EFFECTS_API __declspec(dllexport)
@@ -332,6 +334,38 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
 EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
                                           int32_t* dx, int32_t* dy);
 EFFECTS_API void EffectsHdrAlignerDestroy(EffectsHdrAligner* aligner);
+
+/* ---- Tone-mapping plug-ins ----------------------------------------------
+ * A plug-in is a shared library exporting "ToneMapping128to32" and
+ * "TMOptionsUsed"; <effects/tonemap_plugin.h> is its contract. Each call
+ * loads the library named by pluginPath, calls the entry and unloads it. */
+
+/* Calls the plug-in's "ToneMapping128to32" with a1..a5 unchanged and returns
+   0, whatever the entry returns. When the library cannot be loaded, or has no
+   such entry, prints "Couldn't load plugin.\n" on standard output and returns
+   1; a library without the entry is then left loaded. */
+EFFECTS_API int32_t CallToneMapping(const char* pluginPath, intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4,
+                                    intptr_t a5);
+/* The same for the plug-in's "TMOptionsUsed" and the one value a1. */
+EFFECTS_API int32_t CallToneMappingOptions(const char* pluginPath, intptr_t a1);
+
+#define EFFECTS_ERROR_PLUGIN_NOT_FOUND (-30) /* the plug-in library cannot be loaded */
+#define EFFECTS_ERROR_PLUGIN_ENTRY (-31)     /* the library lacks the plug-in entry */
+#define EFFECTS_ERROR_PLUGIN_REFUSED (-32)   /* the plug-in refused its arguments or options */
+
+/* Tone-maps a RgbaFloat image (rows src_stride bytes apart) into a Bgra8 one
+   (rows dst_stride bytes apart) with a plug-in. `plugin` is a path (it holds
+   a '/' or '\\') or a bare operator name such as "reinhard" or "drago", which
+   names the plug-in installed next to this library (effects_<name>.so, or
+   .dll on Windows). options may be NULL; its strides are replaced by the
+   strides given here. Validates everything and returns EFFECTS_OK or a
+   negative EFFECTS_ERROR_... code; prints nothing. */
+EFFECTS_API int32_t EffectsToneMap(const char* plugin, int32_t width, int32_t height, const float* src,
+                                   intptr_t src_stride, uint8_t* dst, intptr_t dst_stride,
+                                   const EffectsToneMapOptions* options);
+/* Writes the EFFECTS_TONEMAP_USES_... bits of the options a plug-in reads
+   into *used. Returns EFFECTS_OK or a negative EFFECTS_ERROR_... code. */
+EFFECTS_API int32_t EffectsToneMapOptionsUsed(const char* plugin, uint32_t* used);
 
 #ifdef __cplusplus
 } /* extern "C" */
