@@ -26,7 +26,10 @@
 // The row loops that vectorise are built twice on x86-64 ELF hosts, for
 // the baseline and for AVX2, and the loader picks one by the processor. The
 // same operations run in either (AVX2 does not bring FMA), so the bytes agree.
-#if defined(__ELF__) && defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+// Not under ThreadSanitizer, whose runtime is not ready when the loader runs
+// the clones' resolvers.
+#if defined(__ELF__) && defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && \
+    !defined(__SANITIZE_THREAD__)
 #define EFFECTS_PLUGIN_ROW_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define EFFECTS_PLUGIN_ROW_CLONES
