@@ -21,6 +21,18 @@ struct ConversionKernel {
 // The kernel of a conversion id, or nullptr for an id that is none.
 const ConversionKernel* conversion_kernel(int32_t id);
 
+// Row kernels of the Radiance files, outside the table of conversions:
+// each maps n pixels of one packed row.
+struct RadianceRowKernels {
+    void (*bgra8_to_rgbf)(const void* src, void* dst, int64_t n);   // bytes / 255, reversed
+    void (*rgba16_to_rgbf)(const void* src, void* dst, int64_t n);  // words / 32767, reversed
+    void (*rgbaf_to_rgbf)(const void* src, void* dst, int64_t n);   // floats, reversed, alpha dropped
+    void (*rgbea_to_rgbe)(const void* src, void* dst, int64_t n);   // bytes 2, 1, 0, 3
+    void (*rgbf_to_rgbe)(const void* src, void* dst, int64_t n);    // RGBE encoding, clamped mantissas
+    void (*rgbe_to_rgbf)(const void* src, void* dst, int64_t n);    // half-step decoding, order kept
+};
+const RadianceRowKernels& radiance_row_kernels();
+
 // Geometry form over packed rows (the legacy exports).
 void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst);
 // Count form: `count` channel values mapped one by one, split among threads.

@@ -382,6 +382,38 @@ void pRGBFto128gamma(const void* s_, void* d_, int64_t n) {
     }
 }
 
+// ---- rows of the Radiance files ---------------------------------------------
+
+// The writers' preparation steps: the library's formats to float R, G, B
+// (8-bit and 15-bit scaled to 1.0, floats copied), and Rgbea to the file's
+// R, G, B, E bytes with alpha dropped.
+EFFECTS_VECTOR_CLONES void p32toRGBF(const void* s, void* d, int64_t n) {
+    map_pixels<uint8_t, float, 4, 3, 2, 1, 0>(s, d, n, [](uint8_t v) { return static_cast<float>(v) * kInv255; });
+}
+
+EFFECTS_VECTOR_CLONES void p64toRGBF(const void* s, void* d, int64_t n) {
+    map_pixels<uint16_t, float, 4, 3, 2, 1, 0>(
+        s, d, n, [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; });
+}
+
+EFFECTS_VECTOR_CLONES void pRGBEAtoRGBE(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        d[4 * x + 0] = s[5 * x + 2];
+        d[4 * x + 1] = s[5 * x + 1];
+        d[4 * x + 2] = s[5 * x + 0];
+        d[4 * x + 3] = s[5 * x + 3];
+    }
+}
+
+// The readers' step: file bytes R, G, B, E to float R, G, B, half-step
+// decoding, order kept.
+EFFECTS_VECTOR_CLONES void pRGBEtoRGBF(const void* s, void* d, int64_t n) {
+    decode_row<float, 4, 3, 0, 1, 2, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
+                                                             static_cast<float*>(d), n, as_is, alpha_one);
+}
+
 // ---- the table -------------------------------------------------------------
 
 // Bytes of one channel of a format, from its bytes per pixel.
@@ -432,6 +464,12 @@ static_assert(sizeof(kKernels) / sizeof(kKernels[0]) == EFFECTS_CONVERT_RGBE_TO_
               "one kernel per conversion id");
 
 }  // namespace
+
+const RadianceRowKernels& radiance_row_kernels() {
+    static const RadianceRowKernels k{p32toRGBF, p64toRGBF, p4to3_reversed<float>, pRGBEAtoRGBE, p128RGBtoRGBE,
+                                          pRGBEtoRGBF};
+    return k;
+}
 
 const ConversionKernel* conversion_kernel(int32_t id) {
     if (id < EFFECTS_CONVERT_64_TO_32 || id > EFFECTS_CONVERT_RGBE_TO_128_GAMMA) return nullptr;

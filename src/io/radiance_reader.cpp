@@ -1,0 +1,312 @@
+// The checked Radiance reader. It takes what writers of the format produce:
+// "#?RADIANCE", "#?RGBE" or another program name after the magic, comment
+// and unknown lines, EXPOSURE= (reported, not applied), the RGB and XYZ
+// formats, all eight resolution-line orientations, new-style run-length
+// scanlines, old-style repeat pixels (1, 1, 1, n) and flat pixels.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+#include <memory>
+#include <new>
+
+#include "frame/convert.hpp"
+#include "io/radiance.hpp"
+#include "io/rgbe_pixels.hpp"
+
+namespace effects::detail {
+
+namespace {
+
+std::string at_offset(size_t offset) { return "at offset " + std::to_string(offset); }
+
+bool fail(std::string* error, std::string text) {
+    *error = std::move(text);
+    return false;
+}
+
+// A header line without its line feed and a carriage return before it.
+std::string_view trimmed(std::string_view line) {
+    while (!line.empty() && (line.back() == '\r' || line.back() == ' ' || line.back() == '\t')) line.remove_suffix(1);
+    while (!line.empty() && (line.front() == ' ' || line.front() == '\t')) line.remove_prefix(1);
+    return line;
+}
+
+bool starts_with(std::string_view s, std::string_view prefix) { return s.substr(0, prefix.size()) == prefix; }
+
+// One axis of the resolution line: a sign, X or Y, blanks and a count.
+struct Axis {
+    char sign = 0, name = 0;
+    int64_t count = 0;
+};
+
+bool parse_axis(std::string_view& s, Axis* axis) {
+    while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
+    if (s.size() < 2 || (s[0] != '+' && s[0] != '-') || (s[1] != 'X' && s[1] != 'Y')) return false;
+    axis->sign = s[0];
+    axis->name = s[1];
+    s.remove_prefix(2);
+    const size_t blanks = s.find_first_not_of(' ');
+    if (blanks == 0 || blanks == std::string_view::npos) return false;
+    s.remove_prefix(blanks);
+    size_t digits = 0;
+    int64_t v = 0;
+    while (digits < s.size() && s[digits] >= '0' && s[digits] <= '9') {
+        v = v > kRadianceMaxExtent ? v : v * 10 + (s[digits] - '0');
+        ++digits;
+    }
+    if (digits == 0) return false;
+    s.remove_prefix(digits);
+    axis->count = v;
+    return true;
+}
+
+}  // namespace
+
+bool parse_radiance_header(const uint8_t* data, size_t size, RadianceHeader* h, std::string* error) {
+    *h = RadianceHeader{};
+    const std::string_view file(reinterpret_cast<const char*>(data), size);
+    if (size < 2 || file[0] != '#' || file[1] != '?')
+        return fail(error, "not a Radiance file: no \"#?\" magic at offset 0");
+    size_t pos = 0;
+    bool format_seen = false;
+    for (int line_no = 0;; ++line_no) {
+        const size_t end = file.find('\n', pos);
+        if (end == std::string_view::npos || end >= kRadianceMaxHeader) {
+            if (size >= kRadianceMaxHeader)
+                return fail(error, "header longer than 64 KiB (no blank line in the first 65536 bytes)");
+            return fail(error, "file ends inside the header " + at_offset(size));
+        }
+        const std::string_view raw = file.substr(pos, end - pos);
+        const std::string_view line = trimmed(raw);
+        if (line_no == 0) {
+            // "#?" and a program name: RADIANCE, RGBE or another writer's.
+            const std::string_view name = line.substr(2);
+            bool printable = !name.empty();
+            for (char c : name) printable &= c > ' ' && c < 127;
+            if (!printable)
+                return fail(error, "bad magic \"" + std::string(raw.substr(0, 40)) + "\" at offset 0: expected #?RADIANCE");
+        } else if (line.empty()) {
+            pos = end + 1;
+            break;
+        } else if (starts_with(line, "FORMAT=")) {
+            const std::string_view format = trimmed(line.substr(7));
+            if (format == "32-bit_rle_rgbe") {
+                h->xyz = false;
+            } else if (format == "32-bit_rle_xyze") {
+                h->xyz = true;
+            } else {
+                return fail(error, "unsupported pixel format \"" + std::string(format.substr(0, 40)) + "\" " +
+                                       at_offset(pos) + " (expected 32-bit_rle_rgbe or 32-bit_rle_xyze)");
+            }
+            format_seen = true;
+        } else if (starts_with(line, "EXPOSURE=")) {
+            const std::string_view value = trimmed(line.substr(9));
+            float e = 0;
+            const auto r = std::from_chars(value.data(), value.data() + value.size(), e);
+            if (r.ec != std::errc() || r.ptr != value.data() + value.size() || !(e > 0) || !std::isfinite(e))
+                return fail(error, "bad EXPOSURE value \"" + std::string(value.substr(0, 40)) + "\" " + at_offset(pos));
+            h->exposure *= e;
+        }
+        h->text.append(raw);
+        h->text += '\n';
+        pos = end + 1;
+    }
+    (void)format_seen;  // files without a FORMAT line are RGB by the format's default
+    // The resolution line, e.g. "-Y 480 +X 640".
+    const size_t end = file.find('\n', pos);
+    if (end == std::string_view::npos || end - pos > 256)
+        return fail(error, "missing image size line " + at_offset(pos));
+    std::string_view res = trimmed(file.substr(pos, end - pos));
+    Axis a1, a2;
+    if (!parse_axis(res, &a1) || !parse_axis(res, &a2) || a1.name == a2.name || !trimmed(res).empty())
+        return fail(error, "bad image size line \"" + std::string(file.substr(pos, std::min<size_t>(end - pos, 60))) +
+                               "\" " + at_offset(pos) + " (expected e.g. -Y 480 +X 640)");
+    for (const Axis* a : {&a1, &a2})
+        if (a->count < 1 || a->count > kRadianceMaxExtent)
+            return fail(error, std::string(a->name == 'X' ? "width " : "height ") +
+                                   (a->count > kRadianceMaxExtent ? "above 16777216" : std::to_string(a->count)) +
+                                   " in the image size line " + at_offset(pos) + " (allowed: 1 to 16777216)");
+    const int64_t pixels = a1.count * a2.count;
+    if (pixels > static_cast<int64_t>(PTRDIFF_MAX / 12))
+        return fail(error, "image of " + std::to_string(a1.count) + " x " + std::to_string(a2.count) +
+                               " pixels is too large for this machine's memory");
+    h->columns = a1.name == 'X';
+    h->scanlines = static_cast<int32_t>(a1.count);
+    h->scanline_length = static_cast<int32_t>(a2.count);
+    h->width = static_cast<int32_t>(h->columns ? a1.count : a2.count);
+    h->height = static_cast<int32_t>(h->columns ? a2.count : a1.count);
+    // Y grows upward in the file's coordinates, X to the right.
+    h->reverse_scanlines = (a1.name == 'Y') == (a1.sign == '+');
+    h->reverse_pixels = (a2.name == 'Y') == (a2.sign == '+');
+    h->pixel_offset = end + 1;
+    return true;
+}
+
+namespace {
+
+// RGB of the format's standard primaries from XYZ with an equal-energy
+// white: the inverse of the matrix whose columns are the primaries'
+// chromaticities scaled so that R = G = B = 1 gives X = Y = Z = 1.
+struct Matrix3 {
+    double m[3][3];
+};
+
+constexpr Matrix3 inverse(const Matrix3& a) {
+    const auto& m = a.m;
+    const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+                       m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+                       m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+    Matrix3 r{};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) {
+            const int i1 = (j + 1) % 3, i2 = (j + 2) % 3, j1 = (i + 1) % 3, j2 = (i + 2) % 3;
+            r.m[i][j] = (m[i1][j1] * m[i2][j2] - m[i1][j2] * m[i2][j1]) / det;
+        }
+    return r;
+}
+
+constexpr Matrix3 xyz_to_rgb_matrix() {
+    const double xy[3][2] = {{0.640, 0.330}, {0.290, 0.600}, {0.150, 0.060}};
+    Matrix3 p{};
+    for (int c = 0; c < 3; ++c) {
+        p.m[0][c] = xy[c][0] / xy[c][1];
+        p.m[1][c] = 1.0;
+        p.m[2][c] = (1.0 - xy[c][0] - xy[c][1]) / xy[c][1];
+    }
+    const Matrix3 pi = inverse(p);
+    Matrix3 scaled{};
+    for (int c = 0; c < 3; ++c) {
+        const double s = pi.m[c][0] + pi.m[c][1] + pi.m[c][2];  // weights that give white (1, 1, 1)
+        for (int r = 0; r < 3; ++r) scaled.m[r][c] = p.m[r][c] * s;
+    }
+    return inverse(scaled);
+}
+
+constexpr Matrix3 kXyzToRgb = xyz_to_rgb_matrix();
+
+void xyz_to_rgb(float* p, int64_t n) {
+    float k[3][3];
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) k[i][j] = static_cast<float>(kXyzToRgb.m[i][j]);
+    for (int64_t i = 0; i < n; ++i, p += 3) {
+        const float x = p[0], y = p[1], z = p[2];
+        p[0] = k[0][0] * x + k[0][1] * y + k[0][2] * z;
+        p[1] = k[1][0] * x + k[1][1] * y + k[1][2] * z;
+        p[2] = k[2][0] * x + k[2][1] * y + k[2][2] * z;
+    }
+}
+
+struct Cursor {
+    const uint8_t* data;
+    size_t size, pos;
+    size_t left() const { return size - pos; }
+};
+
+std::string where(int32_t scanline, size_t offset) {
+    return "in scanline " + std::to_string(scanline) + " " + at_offset(offset);
+}
+
+// One scanline of `n` pixels into R, G, B, E bytes.
+bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* planes, std::string* error) {
+    const uint8_t* d = c.data;
+    if (run_length_width(n) && c.left() >= 4 && d[c.pos] == 2 && d[c.pos + 1] == 2 && !(d[c.pos + 2] & 0x80)) {
+        const int32_t length = d[c.pos + 2] << 8 | d[c.pos + 3];
+        if (length != n)
+            return fail(error, "scanline length " + std::to_string(length) + " differs from the image's " +
+                                   std::to_string(n) + " " + where(s, c.pos));
+        c.pos += 4;
+        for (int k = 0; k < 4; ++k) {
+            uint8_t* plane = planes + static_cast<size_t>(k) * static_cast<size_t>(n);
+            int32_t at = 0;
+            while (at < n) {
+                if (c.left() < 2) return fail(error, "file truncated " + where(s, c.size));
+                const int32_t code = d[c.pos];
+                if (code > 128) {
+                    const int32_t run = code - 128;
+                    if (run > n - at)
+                        return fail(error, "run of " + std::to_string(run) + " overruns the " + std::to_string(n - at) +
+                                               " bytes left of plane " + std::to_string(k) + " " + where(s, c.pos));
+                    std::memset(plane + at, d[c.pos + 1], static_cast<size_t>(run));
+                    at += run;
+                    c.pos += 2;
+                } else {
+                    if (code == 0) return fail(error, "literal block of length 0 " + where(s, c.pos));
+                    if (code > n - at)
+                        return fail(error, "literal block of " + std::to_string(code) + " overruns the " +
+                                               std::to_string(n - at) + " bytes left of plane " + std::to_string(k) +
+                                               " " + where(s, c.pos));
+                    if (c.left() < static_cast<size_t>(code) + 1)
+                        return fail(error, "file truncated " + where(s, c.size));
+                    std::memcpy(plane + at, d + c.pos + 1, static_cast<size_t>(code));
+                    at += code;
+                    c.pos += 1 + static_cast<size_t>(code);
+                }
+            }
+        }
+        const size_t w = static_cast<size_t>(n);
+        for (size_t x = 0; x < w; ++x) {
+            rgbe[4 * x + 0] = planes[x];
+            rgbe[4 * x + 1] = planes[w + x];
+            rgbe[4 * x + 2] = planes[2 * w + x];
+            rgbe[4 * x + 3] = planes[3 * w + x];
+        }
+        return true;
+    }
+    // Flat pixels, among which (1, 1, 1, n) repeats the pixel before it n
+    // times, n shifted left by 8 more for each repeat pixel in a row.
+    int64_t x = 0;
+    int shift = 0;
+    while (x < n) {
+        if (c.left() < 4) return fail(error, "file truncated " + where(s, c.size));
+        const uint8_t* p = d + c.pos;
+        if (p[0] == 1 && p[1] == 1 && p[2] == 1) {
+            if (x == 0) return fail(error, "repeat pixel with no pixel before it " + where(s, c.pos));
+            const uint64_t count = shift < 32 ? uint64_t{p[3]} << shift : UINT64_MAX;
+            if (count > static_cast<uint64_t>(n - x))
+                return fail(error, "repeat of " + (shift < 32 ? std::to_string(count) : std::string("2^32 or more")) +
+                                       " pixels overruns the " + std::to_string(n - x) + " left " + where(s, c.pos));
+            for (uint64_t i = 0; i < count; ++i, ++x) std::memcpy(rgbe + 4 * x, rgbe + 4 * (x - 1), 4);
+            shift += 8;
+        } else {
+            std::memcpy(rgbe + 4 * x, p, 4);
+            ++x;
+            shift = 0;
+        }
+        c.pos += 4;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool decode_radiance_pixels(const uint8_t* data, size_t size, const RadianceHeader& h, float* out,
+                            std::string* error) {
+    const int32_t n = h.scanline_length;
+    const size_t w = static_cast<size_t>(n);
+    std::unique_ptr<uint8_t[]> work(new (std::nothrow) uint8_t[8 * w]);
+    std::unique_ptr<float[]> line(new (std::nothrow) float[3 * w]);
+    if (!work || !line) return fail(error, "out of memory for a scanline of " + std::to_string(n) + " pixels");
+    uint8_t* rgbe = work.get();
+    uint8_t* planes = rgbe + 4 * w;
+    const bool direct = !h.columns && !h.reverse_pixels;
+    const int64_t row_floats = int64_t{h.width} * 3;
+    Cursor c{data, size, h.pixel_offset};
+    for (int32_t s = 0; s < h.scanlines; ++s) {
+        if (!read_scanline(c, n, s, rgbe, planes, error)) return false;
+        const int64_t index = h.reverse_scanlines ? h.scanlines - 1 - s : s;
+        float* target = direct ? out + index * row_floats : line.get();
+        radiance_row_kernels().rgbe_to_rgbf(rgbe, target, n);
+        if (h.xyz) xyz_to_rgb(target, n);
+        if (direct) continue;
+        for (int64_t i = 0; i < n; ++i) {
+            const int64_t along = h.reverse_pixels ? n - 1 - i : i;
+            const int64_t row = h.columns ? along : index, col = h.columns ? index : along;
+            std::memcpy(out + row * row_floats + 3 * col, line.get() + 3 * i, 3 * sizeof(float));
+        }
+    }
+    return true;
+}
+
+}  // namespace effects::detail
