@@ -25,6 +25,9 @@ enum class Errc {
     unknown = EFFECTS_ERROR_UNKNOWN,
     overlap = EFFECTS_ERROR_OVERLAP,
     misaligned = EFFECTS_ERROR_MISALIGNED,
+    bad_file = EFFECTS_ERROR_BAD_FILE,
+    io = EFFECTS_ERROR_IO,
+    buffer_too_small = EFFECTS_ERROR_BUFFER_TOO_SMALL,
     size_mismatch = -100,
 };
 
@@ -50,6 +53,9 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
         case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
         case EFFECTS_ERROR_MISALIGNED: return "pixels not aligned to the channel size";
+        case EFFECTS_ERROR_BAD_FILE: return "not a file this reader takes";
+        case EFFECTS_ERROR_IO: return "file could not be written";
+        case EFFECTS_ERROR_BUFFER_TOO_SMALL: return "buffer too small for the result";
         default: return "unexpected error";
     }
 }
