@@ -33,6 +33,14 @@ std::string_view trimmed(std::string_view line) {
     return line;
 }
 
+// A piece of the file for a message: at most 40 bytes, unprintable ones
+// shown as '?'.
+std::string quoted(std::string_view s) {
+    std::string out = "\"";
+    for (char c : s.substr(0, 40)) out += c >= ' ' && c < 127 ? c : '?';
+    return out + (s.size() > 40 ? "...\"" : "\"");
+}
+
 bool starts_with(std::string_view s, std::string_view prefix) { return s.substr(0, prefix.size()) == prefix; }
 
 // One axis of the resolution line: a sign, X or Y, blanks and a count.
@@ -67,26 +75,32 @@ bool parse_axis(std::string_view& s, Axis* axis) {
 bool parse_radiance_header(const uint8_t* data, size_t size, RadianceHeader* h, std::string* error) {
     *h = RadianceHeader{};
     const std::string_view file(reinterpret_cast<const char*>(data), size);
-    if (size < 2 || file[0] != '#' || file[1] != '?')
-        return fail(error, "not a Radiance file: no \"#?\" magic at offset 0");
+    // Files from before the magic line existed start with their history
+    // lines; such a header is taken when it names the format, and anything
+    // else without the magic is refused as not a Radiance file.
+    const bool magic = size >= 2 && file[0] == '#' && file[1] == '?';
+    const auto refuse = [&](std::string text) {
+        return fail(error, magic ? std::move(text)
+                                 : std::string("not a Radiance file: no \"#?\" magic at offset 0 and no FORMAT= line"));
+    };
     size_t pos = 0;
     bool format_seen = false;
     for (int line_no = 0;; ++line_no) {
         const size_t end = file.find('\n', pos);
         if (end == std::string_view::npos || end >= kRadianceMaxHeader) {
             if (size >= kRadianceMaxHeader)
-                return fail(error, "header longer than 64 KiB (no blank line in the first 65536 bytes)");
-            return fail(error, "file ends inside the header " + at_offset(size));
+                return refuse("header longer than 64 KiB (no blank line in the first 65536 bytes)");
+            return refuse("file ends inside the header " + at_offset(size));
         }
         const std::string_view raw = file.substr(pos, end - pos);
         const std::string_view line = trimmed(raw);
-        if (line_no == 0) {
+        if (line_no == 0 && magic) {
             // "#?" and a program name: RADIANCE, RGBE or another writer's.
             const std::string_view name = line.substr(2);
             bool printable = !name.empty();
             for (char c : name) printable &= c > ' ' && c < 127;
             if (!printable)
-                return fail(error, "bad magic \"" + std::string(raw.substr(0, 40)) + "\" at offset 0: expected #?RADIANCE");
+                return fail(error, "bad magic " + quoted(raw) + " at offset 0: expected #?RADIANCE");
         } else if (line.empty()) {
             pos = end + 1;
             break;
@@ -97,7 +111,7 @@ bool parse_radiance_header(const uint8_t* data, size_t size, RadianceHeader* h, 
             } else if (format == "32-bit_rle_xyze") {
                 h->xyz = true;
             } else {
-                return fail(error, "unsupported pixel format \"" + std::string(format.substr(0, 40)) + "\" " +
+                return refuse("unsupported pixel format " + quoted(format) + " " +
                                        at_offset(pos) + " (expected 32-bit_rle_rgbe or 32-bit_rle_xyze)");
             }
             format_seen = true;
@@ -106,14 +120,16 @@ bool parse_radiance_header(const uint8_t* data, size_t size, RadianceHeader* h, 
             float e = 0;
             const auto r = std::from_chars(value.data(), value.data() + value.size(), e);
             if (r.ec != std::errc() || r.ptr != value.data() + value.size() || !(e > 0) || !std::isfinite(e))
-                return fail(error, "bad EXPOSURE value \"" + std::string(value.substr(0, 40)) + "\" " + at_offset(pos));
+                return refuse("bad EXPOSURE value " + quoted(value) + " " + at_offset(pos));
             h->exposure *= e;
         }
         h->text.append(raw);
         h->text += '\n';
         pos = end + 1;
     }
-    (void)format_seen;  // files without a FORMAT line are RGB by the format's default
+    // With the magic, a header without a FORMAT line is RGB, the format's
+    // default.
+    if (!magic && !format_seen) return refuse("");
     // The resolution line, e.g. "-Y 480 +X 640".
     const size_t end = file.find('\n', pos);
     if (end == std::string_view::npos || end - pos > 256)
@@ -121,8 +137,8 @@ bool parse_radiance_header(const uint8_t* data, size_t size, RadianceHeader* h, 
     std::string_view res = trimmed(file.substr(pos, end - pos));
     Axis a1, a2;
     if (!parse_axis(res, &a1) || !parse_axis(res, &a2) || a1.name == a2.name || !trimmed(res).empty())
-        return fail(error, "bad image size line \"" + std::string(file.substr(pos, std::min<size_t>(end - pos, 60))) +
-                               "\" " + at_offset(pos) + " (expected e.g. -Y 480 +X 640)");
+        return fail(error, "bad image size line " + quoted(file.substr(pos, end - pos)) + " " + at_offset(pos) +
+                               " (expected e.g. -Y 480 +X 640)");
     for (const Axis* a : {&a1, &a2})
         if (a->count < 1 || a->count > kRadianceMaxExtent)
             return fail(error, std::string(a->name == 'X' ? "width " : "height ") +
@@ -141,6 +157,14 @@ bool parse_radiance_header(const uint8_t* data, size_t size, RadianceHeader* h, 
     h->reverse_scanlines = (a1.name == 'Y') == (a1.sign == '+');
     h->reverse_pixels = (a2.name == 'Y') == (a2.sign == '+');
     h->pixel_offset = end + 1;
+    // Every scanline takes at least 4 bytes (a marker or a pixel): a file
+    // that claims more scanlines than its bytes can hold is refused before
+    // anyone allocates for it.
+    const size_t left = size - h->pixel_offset;
+    if (left / 4 < static_cast<size_t>(h->scanlines))
+        return fail(error, "file truncated: " + std::to_string(h->scanlines) + " scanlines need at least " +
+                               std::to_string(int64_t{h->scanlines} * 4) + " bytes, " + std::to_string(left) +
+                               " follow the header " + at_offset(h->pixel_offset));
     return true;
 }
 
