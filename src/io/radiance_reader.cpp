@@ -235,7 +235,11 @@ std::string where(int32_t scanline, size_t offset) {
 // One scanline of `n` pixels into R, G, B, E bytes.
 bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* planes, std::string* error) {
     const uint8_t* d = c.data;
-    if (run_length_width(n) && c.left() >= 4 && d[c.pos] == 2 && d[c.pos + 1] == 2 && !(d[c.pos + 2] & 0x80)) {
+    // Below width 8 some writers still use run-length scanlines: a marker
+    // naming this width exactly is taken as one (as a flat pixel it would
+    // be a value near 2^-130, which no encoder writes).
+    const bool marker = c.left() >= 4 && d[c.pos] == 2 && d[c.pos + 1] == 2 && !(d[c.pos + 2] & 0x80);
+    if (marker && (run_length_width(n) || (d[c.pos + 2] << 8 | d[c.pos + 3]) == n)) {
         const int32_t length = d[c.pos + 2] << 8 | d[c.pos + 3];
         if (length != n)
             return fail(error, "scanline length " + std::to_string(length) + " differs from the image's " +

@@ -101,6 +101,17 @@ TEST(RadianceReader, FlatPixelsInTheRunLengthWidths) {
     for (int i = 0; i < 16; ++i) EXPECT_EQ(img.pixels[3 * i], half(static_cast<uint8_t>(i), 140));
 }
 
+TEST(RadianceReader, RunLengthScanlinesBelowWidthEight) {
+    // Written so by some encoders: a marker that names the width exactly.
+    const auto img = decode(file("#?RADIANCE\n\n-Y 1 +X 3\n", {2, 2, 0, 3, 131, 9, 131, 8, 131, 7, 131, 129}));
+    EXPECT_EQ(img.pixels, (std::vector<float>(3 * 3, 0.0f) = {half(9, 129), half(8, 129), half(7, 129),
+                                                             half(9, 129), half(8, 129), half(7, 129),
+                                                             half(9, 129), half(8, 129), half(7, 129)}));
+    // Any other marker-like pixel is a flat pixel.
+    const auto flat = decode(file("#?RADIANCE\n\n-Y 1 +X 1\n", {2, 2, 0, 8}));
+    EXPECT_EQ(flat.pixels[0], half(2, 8));
+}
+
 TEST(RadianceReader, HeaderLinesExposureAndLineEnds) {
     const auto img = decode(file("#?RADIANCE\r\n# made by hand\r\nEXPOSURE=2\nSOFTWARE= test\nEXPOSURE= 0.5e1 \n"
                                  "FORMAT=32-bit_rle_rgbe\r\n\r\n-Y 1      +X 1     \r\n",
