@@ -8,14 +8,41 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <new>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "effects/effects.hpp"
 
 namespace effects::io {
+
+// An allocator that leaves new elements uninitialised: a decoder writes
+// every pixel, and a large image is not cleared first for nothing.
+template <class T>
+struct UninitializedAllocator : std::allocator<T> {
+    using value_type = T;
+    template <class U>
+    struct rebind {
+        using other = UninitializedAllocator<U>;
+    };
+    UninitializedAllocator() = default;
+    template <class U>
+    UninitializedAllocator(const UninitializedAllocator<U>&) noexcept {}
+    template <class U>
+    void construct(U* p) noexcept {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... Args>
+    void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+
+// Float pixels as a vector whose growth does not clear them.
+using FloatBuffer = std::vector<float, UninitializedAllocator<float>>;
 
 // A decoded Radiance image: rows top-down, pixels left to right (whatever
 // the file's orientation), three floats R, G, B each, as stored. The
@@ -24,7 +51,7 @@ namespace effects::io {
 // converted to RGB (converted_from_xyz says so).
 struct RadianceImage {
     std::int32_t width = 0, height = 0;
-    std::vector<float> pixels;
+    FloatBuffer pixels;
     std::vector<std::string> header;  // the lines before the blank one, magic first
     float exposure = 1.0f;
     bool converted_from_xyz = false;

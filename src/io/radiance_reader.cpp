@@ -12,6 +12,7 @@
 #include <new>
 
 #include "frame/convert.hpp"
+#include "frame/parallel.hpp"
 #include "io/radiance.hpp"
 #include "io/rgbe_pixels.hpp"
 
@@ -232,7 +233,10 @@ std::string where(int32_t scanline, size_t offset) {
     return "in scanline " + std::to_string(scanline) + " " + at_offset(offset);
 }
 
-// One scanline of `n` pixels into R, G, B, E bytes.
+// One scanline of `n` pixels: checked and skipped (Decode false), or
+// decoded into R, G, B, E bytes (Decode true, for a scanline already
+// checked).
+template <bool Decode>
 bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* planes, std::string* error) {
     const uint8_t* d = c.data;
     // Below width 8 some writers still use run-length scanlines: a marker
@@ -256,7 +260,7 @@ bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* plan
                     if (run > n - at)
                         return fail(error, "run of " + std::to_string(run) + " overruns the " + std::to_string(n - at) +
                                                " bytes left of plane " + std::to_string(k) + " " + where(s, c.pos));
-                    std::memset(plane + at, d[c.pos + 1], static_cast<size_t>(run));
+                    if constexpr (Decode) std::memset(plane + at, d[c.pos + 1], static_cast<size_t>(run));
                     at += run;
                     c.pos += 2;
                 } else {
@@ -267,14 +271,14 @@ bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* plan
                                                " " + where(s, c.pos));
                     if (c.left() < static_cast<size_t>(code) + 1)
                         return fail(error, "file truncated " + where(s, c.size));
-                    std::memcpy(plane + at, d + c.pos + 1, static_cast<size_t>(code));
+                    if constexpr (Decode) std::memcpy(plane + at, d + c.pos + 1, static_cast<size_t>(code));
                     at += code;
                     c.pos += 1 + static_cast<size_t>(code);
                 }
             }
         }
         const size_t w = static_cast<size_t>(n);
-        for (size_t x = 0; x < w; ++x) {
+        for (size_t x = 0; Decode && x < w; ++x) {
             rgbe[4 * x + 0] = planes[x];
             rgbe[4 * x + 1] = planes[w + x];
             rgbe[4 * x + 2] = planes[2 * w + x];
@@ -295,10 +299,12 @@ bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* plan
             if (count > static_cast<uint64_t>(n - x))
                 return fail(error, "repeat of " + (shift < 32 ? std::to_string(count) : std::string("2^32 or more")) +
                                        " pixels overruns the " + std::to_string(n - x) + " left " + where(s, c.pos));
-            for (uint64_t i = 0; i < count; ++i, ++x) std::memcpy(rgbe + 4 * x, rgbe + 4 * (x - 1), 4);
+            if constexpr (Decode)
+                for (uint64_t i = 0; i < count; ++i) std::memcpy(rgbe + 4 * (x + i), rgbe + 4 * (x - 1), 4);
+            x += static_cast<int64_t>(count);
             shift += 8;
         } else {
-            std::memcpy(rgbe + 4 * x, p, 4);
+            if constexpr (Decode) std::memcpy(rgbe + 4 * x, p, 4);
             ++x;
             shift = 0;
         }
@@ -311,30 +317,51 @@ bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* plan
 
 bool decode_radiance_pixels(const uint8_t* data, size_t size, const RadianceHeader& h, float* out,
                             std::string* error) {
+    // First the scanlines are checked and their offsets noted, in order
+    // (the first fault is the one reported); then the good ones are decoded
+    // by the thread team, each thread into its own rows.
     const int32_t n = h.scanline_length;
     const size_t w = static_cast<size_t>(n);
-    std::unique_ptr<uint8_t[]> work(new (std::nothrow) uint8_t[8 * w]);
-    std::unique_ptr<float[]> line(new (std::nothrow) float[3 * w]);
-    if (!work || !line) return fail(error, "out of memory for a scanline of " + std::to_string(n) + " pixels");
-    uint8_t* rgbe = work.get();
-    uint8_t* planes = rgbe + 4 * w;
-    const bool direct = !h.columns && !h.reverse_pixels;
-    const int64_t row_floats = int64_t{h.width} * 3;
+    std::unique_ptr<size_t[]> starts(new (std::nothrow) size_t[static_cast<size_t>(h.scanlines)]);
+    const int team = team_capacity();
+    const size_t scratch_bytes = 8 * w + 12 * w;
+    std::unique_ptr<uint8_t[]> scratch(new (std::nothrow) uint8_t[scratch_bytes * static_cast<size_t>(team)]);
+    if (!starts || !scratch)
+        return fail(error, "out of memory for " + std::to_string(h.scanlines) + " scanlines of " + std::to_string(n) +
+                               " pixels");
     Cursor c{data, size, h.pixel_offset};
-    for (int32_t s = 0; s < h.scanlines; ++s) {
-        if (!read_scanline(c, n, s, rgbe, planes, error)) return false;
-        const int64_t index = h.reverse_scanlines ? h.scanlines - 1 - s : s;
-        float* target = direct ? out + index * row_floats : line.get();
-        radiance_row_kernels().rgbe_to_rgbf(rgbe, target, n);
-        if (h.xyz) xyz_to_rgb(target, n);
-        if (direct) continue;
-        for (int64_t i = 0; i < n; ++i) {
-            const int64_t along = h.reverse_pixels ? n - 1 - i : i;
-            const int64_t row = h.columns ? along : index, col = h.columns ? index : along;
-            std::memcpy(out + row * row_floats + 3 * col, line.get() + 3 * i, 3 * sizeof(float));
+    int32_t good = 0;
+    bool ok = true;
+    for (; good < h.scanlines; ++good) {
+        starts[static_cast<size_t>(good)] = c.pos;
+        if (!read_scanline<false>(c, n, good, nullptr, nullptr, error)) {
+            ok = false;
+            break;
         }
     }
-    return true;
+    const bool direct = !h.columns && !h.reverse_pixels;
+    const int64_t row_floats = int64_t{h.width} * 3;
+    parallel_blocks(good, [&](int thread, int64_t begin, int64_t end) {
+        uint8_t* rgbe = scratch.get() + scratch_bytes * static_cast<size_t>(thread);
+        uint8_t* planes = rgbe + 4 * w;
+        float* line = reinterpret_cast<float*>(planes + 4 * w);
+        std::string unused;  // checked scanlines decode without faults
+        for (int64_t s = begin; s < end; ++s) {
+            Cursor sc{data, size, starts[static_cast<size_t>(s)]};
+            read_scanline<true>(sc, n, static_cast<int32_t>(s), rgbe, planes, &unused);
+            const int64_t index = h.reverse_scanlines ? h.scanlines - 1 - s : s;
+            float* target = direct ? out + index * row_floats : line;
+            radiance_row_kernels().rgbe_to_rgbf(rgbe, target, n);
+            if (h.xyz) xyz_to_rgb(target, n);
+            if (direct) continue;
+            for (int64_t i = 0; i < n; ++i) {
+                const int64_t along = h.reverse_pixels ? n - 1 - i : i;
+                const int64_t row = h.columns ? along : index, col = h.columns ? index : along;
+                std::memcpy(out + row * row_floats + 3 * col, line + 3 * i, 3 * sizeof(float));
+            }
+        }
+    });
+    return ok;
 }
 
 }  // namespace effects::detail

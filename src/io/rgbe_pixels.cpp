@@ -96,12 +96,19 @@ bool write_rgbe_pixels(std::FILE* f, int32_t width, int32_t height, const RgbeRo
     if (width < 1 || height < 1) return true;
     if (!run_length_width(width)) return write_flat(f, width, height, rows);
     // A batch of scanlines: per scanline its R, G, B, E bytes, a plane and
-    // room for its encoding. About 4 MB for the widest rows.
+    // room for its encoding; up to 64 MB, so that a large image takes few
+    // parallel regions. Less memory gives smaller batches; flat pixels only
+    // when not even one scanline's room can be had.
     const size_t w = static_cast<size_t>(width);
     const size_t per_row = 4 * w + w + scanline_bound(w);
-    const int64_t batch = std::clamp<int64_t>(static_cast<int64_t>((size_t{4} << 20) / per_row), 1, 256);
-    std::unique_ptr<uint8_t[]> work(new (std::nothrow) uint8_t[per_row * static_cast<size_t>(batch)]);
-    std::unique_ptr<size_t[]> used(new (std::nothrow) size_t[static_cast<size_t>(batch)]);
+    int64_t batch = std::clamp<int64_t>(static_cast<int64_t>((size_t{64} << 20) / per_row), 1, height);
+    std::unique_ptr<uint8_t[]> work;
+    std::unique_ptr<size_t[]> used;
+    for (; batch >= 1; batch /= 2) {
+        work.reset(new (std::nothrow) uint8_t[per_row * static_cast<size_t>(batch)]);
+        used.reset(new (std::nothrow) size_t[static_cast<size_t>(batch)]);
+        if (work && used) break;
+    }
     if (!work || !used) return write_flat(f, width, height, rows);
     bool ok = true;
     for (int64_t y0 = 0; y0 < height; y0 += batch) {
