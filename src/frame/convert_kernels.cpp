@@ -167,18 +167,24 @@ EFFECTS_VECTOR_CLONES void p16to15(const void* s_, void* d_, int64_t n) {
     }
 }
 
-// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
+// Byte pixels between the four-byte Rgbe and the five-byte Rgbea layout:
+// mantissas reversed, exponent kept, and a fifth byte `fifth` when the
+// destination has one.
+template <int SrcBytes, int DstBytes>
+inline void swap_mantissa_order(const void* s_, void* d_, int64_t n, uint8_t fifth = 0) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t x = 0; x < n; ++x) {
-        d[5 * x + 0] = s[4 * x + 2];
-        d[5 * x + 1] = s[4 * x + 1];
-        d[5 * x + 2] = s[4 * x + 0];
-        d[5 * x + 3] = s[4 * x + 3];
-        d[5 * x + 4] = 255;
+        d[DstBytes * x + 0] = s[SrcBytes * x + 2];
+        d[DstBytes * x + 1] = s[SrcBytes * x + 1];
+        d[DstBytes * x + 2] = s[SrcBytes * x + 0];
+        d[DstBytes * x + 3] = s[SrcBytes * x + 3];
+        if constexpr (DstBytes == 5) d[DstBytes * x + 4] = fifth;
     }
 }
+
+// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
+EFFECTS_VECTOR_CLONES void pRGBEtoRGBEA(const void* s, void* d, int64_t n) { swap_mantissa_order<4, 5>(s, d, n, 255); }
 
 // ---- RGBE encoders -------------------------------------------------------
 
@@ -396,16 +402,7 @@ EFFECTS_VECTOR_CLONES void p64toRGBF(const void* s, void* d, int64_t n) {
         s, d, n, [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; });
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAtoRGBE(const void* s_, void* d_, int64_t n) {
-    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
-    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 0] = s[5 * x + 2];
-        d[4 * x + 1] = s[5 * x + 1];
-        d[4 * x + 2] = s[5 * x + 0];
-        d[4 * x + 3] = s[5 * x + 3];
-    }
-}
+EFFECTS_VECTOR_CLONES void pRGBEAtoRGBE(const void* s, void* d, int64_t n) { swap_mantissa_order<5, 4>(s, d, n); }
 
 // The readers' step: file bytes R, G, B, E to float R, G, B, half-step
 // decoding, order kept.

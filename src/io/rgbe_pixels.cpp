@@ -4,6 +4,7 @@
 #include "io/rgbe_pixels.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -21,21 +22,48 @@ void RgbeRows::fetch(int64_t y, int64_t x0, int64_t n, uint8_t* out) const {
         std::memcpy(out, row + x0 * 4, static_cast<size_t>(n) * 4);
 }
 
+namespace {
+
+// The first i in [from, n - 3] where bytes i..i+3 are equal, or n. Eight
+// bytes are tested at a time: byte k of z is 0 where byte k equals byte
+// k + 1, and a window of four equal bytes at k is three zero bytes of z
+// from k (k = 0..4 within one load).
+size_t first_run_of_four(const uint8_t* d, size_t from, size_t n) {
+    constexpr uint64_t kLow7 = 0x7F7F7F7F7F7F7F7Full;
+    size_t i = from;
+    for (; i + 8 <= n; i += 5) {
+        uint64_t x;
+        std::memcpy(&x, d + i, 8);
+        const uint64_t z = x ^ (x >> 8);
+        const uint64_t zero = ~(((z & kLow7) + kLow7) | z | kLow7);  // 0x80 in each zero byte
+        const uint64_t windows = zero & (zero >> 8) & (zero >> 16) & 0x0000008080808080ull;
+        if (windows) return i + static_cast<size_t>(std::countr_zero(windows) >> 3);
+    }
+    for (; i + 3 < n; ++i)
+        if (d[i] == d[i + 1] && d[i] == d[i + 2] && d[i] == d[i + 3]) return i;
+    return n;
+}
+
+}  // namespace
+
+// The coder searches from `cur` for the next run of at least four equal
+// bytes by stepping over groups of equal bytes; the group it steps over
+// last (before the run, or before the plane's end) is written as a short
+// run when it is all there is between `cur` and that point. The groups
+// before a run of four are shorter than four, so the search is the first
+// window of four equal bytes, and that last group is found by looking back.
 size_t byte_run_encode(const uint8_t* data, size_t n, uint8_t* out) {
-    constexpr size_t kMinRun = 4, kMaxRun = 127, kMaxLiteral = 128;
+    constexpr size_t kMaxRun = 127, kMaxLiteral = 128;
     uint8_t* o = out;
     size_t cur = 0;
     while (cur < n) {
-        // Find the next run of at least kMinRun equal bytes, remembering
-        // the length of the run just before it.
-        size_t beg = cur, run = 0, old = 0;
-        while (run < kMinRun && beg < n) {
-            beg += run;
-            old = run;
-            run = 1;
-            while (beg + run < n && run < kMaxRun && data[beg] == data[beg + run]) ++run;
+        const size_t beg = first_run_of_four(data, cur, n);
+        size_t old = 0;
+        if (beg > cur) {
+            size_t j = beg - 1;
+            while (j > cur && data[j - 1] == data[beg - 1]) --j;
+            old = beg - j;
         }
-        // The bytes before the long run are one short run: write it as such.
         if (old > 1 && old == beg - cur) {
             *o++ = static_cast<uint8_t>(128 + old);
             *o++ = data[cur];
@@ -48,7 +76,9 @@ size_t byte_run_encode(const uint8_t* data, size_t n, uint8_t* out) {
             o += k;
             cur += k;
         }
-        if (run >= kMinRun) {
+        if (beg < n) {
+            size_t run = 1;
+            while (beg + run < n && run < kMaxRun && data[beg] == data[beg + run]) ++run;
             *o++ = static_cast<uint8_t>(128 + run);
             *o++ = data[beg];
             cur += run;

@@ -1,13 +1,7 @@
 // File calls on Windows: names are converted to UTF-16 and passed to the
 // wide functions; a temporary file is replaced over its target with
 // MoveFileExW, which replaces in one step on the same volume.
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "platform/win32_host.hpp"
 #include <io.h>
 
 #include <cerrno>

@@ -38,13 +38,6 @@ TEST(VzmWriter, EmptyImageIsTheHeaderAlone) {
     EXPECT_EQ(read_bytes(path), (std::vector<uint8_t>{0xB8, 0x07, 0xE8, 0x03, 1, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-template <class T>
-std::vector<uint8_t> raw(const std::vector<T>& v) {
-    std::vector<uint8_t> b(v.size() * sizeof(T));
-    std::memcpy(b.data(), v.data(), b.size());
-    return b;
-}
-
 TEST(VzmWriter, EveryFormatWritesItsBufferUnchanged) {
     ScratchDir dir;
     const int w = 5, h = 3;
@@ -61,8 +54,8 @@ TEST(VzmWriter, EveryFormatWritesItsBufferUnchanged) {
     VexoSaveVZMFile128(wide(dir / "c").c_str(), w, h, 9, 8, b128.data());
     VexoSaveVZMFileRGBEA(wide(dir / "d").c_str(), w, h, 9, 8, b5.data());
     EXPECT_EQ(read_bytes(dir / "a"), concat(head, b32));
-    EXPECT_EQ(read_bytes(dir / "b"), concat(head, raw(b64)));
-    EXPECT_EQ(read_bytes(dir / "c"), concat(head, raw(b128)));
+    EXPECT_EQ(read_bytes(dir / "b"), concat(head, bytes_of(b64)));
+    EXPECT_EQ(read_bytes(dir / "c"), concat(head, bytes_of(b128)));
     EXPECT_EQ(read_bytes(dir / "d"), concat(head, b5));
 }
 
