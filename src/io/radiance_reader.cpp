@@ -250,7 +250,7 @@ bool read_scanline(Cursor& c, int32_t n, int32_t s, uint8_t* rgbe, uint8_t* plan
                                    std::to_string(n) + " " + where(s, c.pos));
         c.pos += 4;
         for (int k = 0; k < 4; ++k) {
-            uint8_t* plane = planes + static_cast<size_t>(k) * static_cast<size_t>(n);
+            uint8_t* plane = Decode ? planes + static_cast<size_t>(k) * static_cast<size_t>(n) : nullptr;
             int32_t at = 0;
             while (at < n) {
                 if (c.left() < 2) return fail(error, "file truncated " + where(s, c.size));

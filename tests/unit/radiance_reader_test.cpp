@@ -205,6 +205,14 @@ TEST(RadianceReader, RefusesBadScanlinesSayingWhere) {
               std::string::npos);
 }
 
+// Found by the fuzzer: the checking pass of a run-length scanline formed
+// plane addresses from a null buffer.
+TEST(RadianceReader, CheckingPassTouchesNoBuffer) {
+    const std::vector<uint8_t> bytes = {35, 63, 80, 79, 48, 10, 10, 45, 89, 32, 50, 32, 43, 88, 32, 49, 54, 10, 2,
+                                        2,  0,  16, 136, 7, 8, 34, 99, 229, 164, 38, 103, 168, 233, 137, 7, 8, 86};
+    EXPECT_NE(error_of(bytes).find("in scanline 0 at offset"), std::string::npos);
+}
+
 TEST(RadianceReader, ReadsFromDiskAndReportsMissingFiles) {
     ScratchDir dir;
     const auto path = dir / "a.hdr";
