@@ -126,12 +126,14 @@ bool write_rgbe_pixels(std::FILE* f, int32_t width, int32_t height, const RgbeRo
     if (width < 1 || height < 1) return true;
     if (!run_length_width(width)) return write_flat(f, width, height, rows);
     // A batch of scanlines: per scanline its R, G, B, E bytes, a plane and
-    // room for its encoding; up to 64 MB, so that a large image takes few
-    // parallel regions. Less memory gives smaller batches; flat pixels only
-    // when not even one scanline's room can be had.
+    // room for its encoding; up to 8 MB, so that a large image takes few
+    // parallel regions while the C library can hand the same memory back to
+    // the next call (larger blocks come fresh from the system, page faults
+    // and all). Less memory gives smaller batches; flat pixels only when not
+    // even one scanline's room can be had.
     const size_t w = static_cast<size_t>(width);
     const size_t per_row = 4 * w + w + scanline_bound(w);
-    int64_t batch = std::clamp<int64_t>(static_cast<int64_t>((size_t{64} << 20) / per_row), 1, height);
+    int64_t batch = std::clamp<int64_t>(static_cast<int64_t>((size_t{8} << 20) / per_row), 1, height);
     std::unique_ptr<uint8_t[]> work;
     std::unique_ptr<size_t[]> used;
     for (; batch >= 1; batch /= 2) {
