@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev googletest # tests
   libbenchmark-dev                     # benchmarks
   pfstools                             # interchange tests of the Radiance files
+  libpng-dev libjpeg-dev               # tests: decoding the bracketed photo sets
 )
 packages+=("$@")
 

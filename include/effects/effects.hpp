@@ -28,6 +28,8 @@ enum class Errc {
     bad_file = EFFECTS_ERROR_BAD_FILE,
     io = EFFECTS_ERROR_IO,
     buffer_too_small = EFFECTS_ERROR_BUFFER_TOO_SMALL,
+    bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
+    out_of_memory = EFFECTS_ERROR_OUT_OF_MEMORY,
     size_mismatch = -100,
 };
 
@@ -56,6 +58,8 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_BAD_FILE: return "not a file this reader takes";
         case EFFECTS_ERROR_IO: return "file could not be written";
         case EFFECTS_ERROR_BUFFER_TOO_SMALL: return "buffer too small for the result";
+        case EFFECTS_ERROR_BAD_ARGUMENT: return "argument out of range";
+        case EFFECTS_ERROR_OUT_OF_MEMORY: return "out of memory";
         default: return "unexpected error";
     }
 }

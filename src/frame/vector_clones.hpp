@@ -1,0 +1,10 @@
+// Memory-bound loops get an AVX2 clone picked at load time on x86-64 ELF
+// hosts; the vector code computes the same bytes as the baseline (no FMA is
+// ever enabled, contraction is off everywhere).
+#pragma once
+
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__clang__)
+#define EFFECTS_VECTOR_CLONES __attribute__((target_clones("avx2", "default"), flatten))
+#else
+#define EFFECTS_VECTOR_CLONES
+#endif
