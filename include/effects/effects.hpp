@@ -29,6 +29,9 @@ enum class Errc {
     plugin_not_found = EFFECTS_ERROR_PLUGIN_NOT_FOUND,
     plugin_entry = EFFECTS_ERROR_PLUGIN_ENTRY,
     plugin_refused = EFFECTS_ERROR_PLUGIN_REFUSED,
+    bad_file = EFFECTS_ERROR_BAD_FILE,
+    io = EFFECTS_ERROR_IO,
+    buffer_too_small = EFFECTS_ERROR_BUFFER_TOO_SMALL,
     bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
     out_of_memory = EFFECTS_ERROR_OUT_OF_MEMORY,
     size_mismatch = -100,
@@ -59,6 +62,9 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_PLUGIN_NOT_FOUND: return "the tone-mapping plug-in cannot be loaded";
         case EFFECTS_ERROR_PLUGIN_ENTRY: return "the library is not a tone-mapping plug-in";
         case EFFECTS_ERROR_PLUGIN_REFUSED: return "the tone-mapping plug-in refused its arguments or options";
+        case EFFECTS_ERROR_BAD_FILE: return "not a file this reader takes";
+        case EFFECTS_ERROR_IO: return "file could not be written";
+        case EFFECTS_ERROR_BUFFER_TOO_SMALL: return "buffer too small for the result";
         case EFFECTS_ERROR_BAD_ARGUMENT: return "argument out of range";
         case EFFECTS_ERROR_OUT_OF_MEMORY: return "out of memory";
         default: return "unexpected error";

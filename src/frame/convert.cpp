@@ -43,6 +43,16 @@ const ConversionKernel* conversion_kernel(int32_t id) {
     }
 }
 
+const RadianceRowKernels& radiance_row_kernels() {
+    switch (active_kernel_isa()) {
+#if EFFECTS_HAVE_ISA_KERNELS
+        case KernelIsa::Avx512: return *radiance_row_kernels_avx512();
+        case KernelIsa::Avx2: return *radiance_row_kernels_avx2();
+#endif
+        default: return *radiance_row_kernels_baseline();
+    }
+}
+
 void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst) {
     if (width < 1 || height < 1) return;
     const int64_t src_stride = packed_row_bytes(width, k.src_bytes_per_pixel, k.src_row_align);

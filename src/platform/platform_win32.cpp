@@ -1,13 +1,7 @@
 // The platform calls on Windows: GDI and the Win32 loader, called as they
 // are. The header travels in a BITMAPINFO with room for a colour table, so
 // that a call that reports bit-field masks or colours never writes past it.
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "platform/win32_host.hpp"
 
 #include <cstring>
 
