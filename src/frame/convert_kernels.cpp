@@ -8,17 +8,10 @@
 #include "frame/convert.hpp"
 #include "frame/numeric.hpp"
 #include "frame/rgbe.hpp"
+#include "frame/vector_clones.hpp"
 
 namespace effects::detail {
 namespace {
-
-#if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__clang__)
-// Memory-bound loops get an AVX2 clone picked at load time; the vector code
-// computes the same bytes as the baseline (no FMA is ever enabled).
-#define EFFECTS_VECTOR_CLONES __attribute__((target_clones("avx2", "default"), flatten))
-#else
-#define EFFECTS_VECTOR_CLONES
-#endif
 
 constexpr float kInv255 = 0.003921569f;     // 1/255 as a float
 constexpr float kInv32767 = 3.051851e-05f;  // 1/32767 as a float
