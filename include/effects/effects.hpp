@@ -25,6 +25,8 @@ enum class Errc {
     unknown = EFFECTS_ERROR_UNKNOWN,
     overlap = EFFECTS_ERROR_OVERLAP,
     misaligned = EFFECTS_ERROR_MISALIGNED,
+    unknown_format = EFFECTS_ERROR_UNKNOWN_FORMAT,
+    bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
     size_mismatch = -100,
 };
 
@@ -50,6 +52,8 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
         case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
         case EFFECTS_ERROR_MISALIGNED: return "pixels not aligned to the channel size";
+        case EFFECTS_ERROR_UNKNOWN_FORMAT: return "unknown pixel format";
+        case EFFECTS_ERROR_BAD_ARGUMENT: return "parameter out of range";
         default: return "unexpected error";
     }
 }

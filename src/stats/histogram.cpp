@@ -99,8 +99,8 @@ EFFECTS_VECTOR_CLONES void tally_rgbea_channel(const uint8_t* p, int64_t n, uint
         c[0] += static_cast<uint32_t>(n);
         return;
     }
-    tally<256, RgbeaHalfStep::kBytes>(p + k, n, c, [](const uint8_t* q) {
-        return static_cast<uint32_t>(ClampToByte(DecodeRgbe<RgbeDecoding::HalfStep>(q[0], q[3]) * 255.0f));
+    tally<256, RgbeaHalfStep::kBytes>(p, n, c, [k](const uint8_t* q) {
+        return static_cast<uint32_t>(ClampToByte(RgbeaHalfStep::channel(q, k) * 255.0f));
     });
 }
 
