@@ -74,8 +74,8 @@ void channel_range(int64_t pixels, Block block, double* minimum, double* maximum
         pixels, ChannelRange{}, [&](ChannelRange& cr, int64_t begin, int64_t end) { block(begin, end, cr); },
         [](ChannelRange& into, const ChannelRange& from) {
             for (int k = 0; k < 3; ++k) {
-                into.fold(k, from.mn[k]);
-                into.fold(k, from.mx[k]);
+                if (from.mn[k] < into.mn[k]) into.mn[k] = from.mn[k];
+                if (from.mx[k] > into.mx[k]) into.mx[k] = from.mx[k];
             }
         });
     float mn = r.mn[0], mx = r.mx[0];
