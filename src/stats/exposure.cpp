@@ -11,66 +11,26 @@
 namespace effects::detail {
 namespace {
 
-// Minimum, maximum and the minimum's predecessor of a run of values, folded
-// with the strict comparisons of a pass in pixel order.
-struct Extremes {
-    double minimum = 1e10;
-    double maximum = 1e-10;
-    double second = 1e10;  // the minimum before its last decrease
-
-    void fold(double v) {
-        if (v < minimum) {
-            second = minimum;
-            minimum = v;
-        }
-        if (v > maximum) maximum = v;
-    }
-    // This run followed by `later`: a smaller minimum there decreased last,
-    // and what it replaced was the smaller of this minimum and the values of
-    // `later` before it (its own `second`).
-    void then(const Extremes& later) {
-        if (later.minimum < minimum) {
-            second = std::min(minimum, later.second);
-            minimum = later.minimum;
-        }
-        if (later.maximum > maximum) maximum = later.maximum;
-    }
-};
-
-// Luminance values of pixels [begin, end) into out (a loop the compiler
-// vectorises), so that the serial sum below only adds.
-template <class Lum>
-void luminances(int64_t begin, int64_t end, float* out, Lum lum) {
-    for (int64_t i = begin; i < end; ++i) out[i - begin] = lum(i);
-}
-
-// The DynamicRange... pass. The sum of the float luminances is accumulated
-// in double one pixel after the other; its rounding depends on that order,
-// so the sum is one serial chain. The luminances are computed in parallel
-// blocks ahead of it, and the extremes per thread, merged in row order.
+// The DynamicRange... pass: one serial walk in pixel order. The sum of the
+// float luminances is accumulated in double pixel after pixel and its
+// rounding depends on that order, so it cannot be split among threads; the
+// extremes ride along off the addition chain. The second minimum follows
+// the minimum: it takes the old minimum whenever a smaller value arrives.
 template <class Lum>
 void dynamic_range(int64_t pixels, Lum lum, double* minimum, double* maximum, double* second, double* sum) {
-    Extremes all;
-    double s = 0.0;
-    constexpr int64_t kBlock = 1 << 16;
-    ScratchBuffer<float> values(static_cast<std::size_t>(std::min(pixels, kBlock)) + 1);
-    const int team = team_capacity();
-    ScratchBuffer<Extremes> partial(static_cast<std::size_t>(team));
-    for (int64_t b = 0; b < pixels; b += kBlock) {
-        const int64_t n = std::min(kBlock, pixels - b);
-        for (int t = 0; t < team; ++t) partial[t] = Extremes{};
-        parallel_blocks(n, [&](int t, int64_t begin, int64_t end) {
-            luminances(b + begin, b + end, values.data() + begin, lum);
-            Extremes e;
-            for (int64_t i = begin; i < end; ++i) e.fold(values[i]);
-            partial[t] = e;
-        });
-        for (int t = 0; t < team; ++t) all.then(partial[t]);
-        for (int64_t i = 0; i < n; ++i) s += values[i];
+    double mn = 1e10, mx = 1e-10, before = 1e10, s = 0.0;
+    for (int64_t i = 0; i < pixels; ++i) {
+        const double v = lum(i);
+        if (v < mn) {
+            before = mn;
+            mn = v;
+        }
+        if (v > mx) mx = v;
+        s += v;
     }
-    *minimum = all.minimum;
-    *maximum = all.maximum;
-    if (second) *second = all.second;
+    *minimum = mn;
+    *maximum = mx;
+    if (second) *second = before;
     *sum = s;
 }
 

@@ -2,6 +2,7 @@
 // 8-bit, 15-bit and RGBEA layouts. Pixels are counted in parallel into exact
 // integer bins; the caller's float histogram and the figures are then made
 // from the counts exactly as one pass in pixel order makes them.
+#include <algorithm>
 #include <cmath>
 
 #include "frame/numeric.hpp"
@@ -79,10 +80,24 @@ EFFECTS_VECTOR_CLONES void tally_luma64(const uint8_t* p, int64_t n, uint32_t* c
         return luma_bin<BgraWords, LumaWeights::Standard>(q, 0.0078125f);
     });
 }
+// Five-byte pixels do not vectorise as they lie: each run of 256 is first
+// split into four planes (mantissas 0..2, exponent), whose bins then are.
 EFFECTS_VECTOR_CLONES void tally_luma_rgbea(const uint8_t* p, int64_t n, uint32_t* c) {
-    tally<256, RgbeaHalfStep::kBytes>(p, n, c, [](const uint8_t* q) {
-        return luma_bin<RgbeaHalfStep, LumaWeights::RedBlueSwapped>(q, 255.0f);
-    });
+    constexpr int kRun = 256;
+    uint8_t planes[4 * kRun];
+    for (int64_t i = 0; i < n; i += kRun) {
+        const int m = static_cast<int>(std::min<int64_t>(kRun, n - i));
+        for (int j = 0; j < m; ++j)
+            for (int k = 0; k < 4; ++k) planes[k * kRun + j] = p[(i + j) * RgbeaHalfStep::kBytes + k];
+        tally<256, 1>(planes, m, c, [](const uint8_t* q) {
+            constexpr auto half = RgbeDecoding::HalfStep;
+            const uint32_t e = q[3 * kRun];
+            return ClampToByte(luminance<LumaWeights::RedBlueSwapped>(DecodeRgbe<half>(q[0], e),
+                                                                       DecodeRgbe<half>(q[kRun], e),
+                                                                       DecodeRgbe<half>(q[2 * kRun], e)) *
+                               255.0f);
+        });
+    }
 }
 EFFECTS_VECTOR_CLONES void tally_byte(const uint8_t* p, int64_t n, uint32_t* c) {
     tally<256, 4>(p, n, c, [](const uint8_t* q) { return static_cast<uint32_t>(q[0]); });
