@@ -28,6 +28,7 @@ export WINEPREFIX="$PWD/build/windows/wineprefix"
 export WINEDEBUG=-all,err+module
 stop_wine() { wineserver -k 2>/dev/null || true; }
 trap stop_wine EXIT
+mkdir -p "$WINEPREFIX"
 wineserver -p
 wine wineboot -i >/dev/null 2>&1
 

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "effects/formats.hpp"
+#include "frame/isa.hpp"
 #include "frame/parallel.hpp"
 
 namespace effects::detail {
@@ -29,6 +30,17 @@ void run_rows(const ConversionKernel& k, int64_t width, int64_t height, const vo
 }
 
 }  // namespace
+
+const ConversionKernel* conversion_kernel(int32_t id) {
+    if (id < EFFECTS_CONVERT_64_TO_32 || id > EFFECTS_CONVERT_RGBE_TO_128_GAMMA) return nullptr;
+    switch (active_kernel_isa()) {
+#if EFFECTS_HAVE_ISA_KERNELS
+        case KernelIsa::Avx512: return &conversion_kernels_avx512()[id];
+        case KernelIsa::Avx2: return &conversion_kernels_avx2()[id];
+#endif
+        default: return &conversion_kernels_baseline()[id];
+    }
+}
 
 void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst) {
     if (width < 1 || height < 1) return;

@@ -18,8 +18,15 @@ struct ConversionKernel {
     void (*values)(const void* src, void* dst, int64_t n);  // n channel values, or null
 };
 
-// The kernel of a conversion id, or nullptr for an id that is none.
+// The kernel of a conversion id for the active instruction set, or nullptr
+// for an id that is none.
 const ConversionKernel* conversion_kernel(int32_t id);
+
+// Tables of kernels indexed by conversion id, one per instruction set they
+// were built for (the AVX ones only on x86-64 ELF hosts).
+const ConversionKernel* conversion_kernels_baseline();
+const ConversionKernel* conversion_kernels_avx2();
+const ConversionKernel* conversion_kernels_avx512();
 
 // Geometry form over packed rows (the legacy exports).
 void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst);

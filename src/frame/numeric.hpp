@@ -7,7 +7,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "frame/isa.hpp"
+
 namespace effects::detail {
+inline namespace EFFECTS_ISA_NAMESPACE {
 
 // Float to 8 bits: 255 above 254.5, 0 below 0.5, otherwise truncation. The
 // cut-offs look like rounding but the middle truncates (254.7 -> 255,
@@ -19,6 +22,14 @@ inline uint8_t ClampToByte(float f) {
     float g = f > 254.5f ? 255.0f : f;
     g = g < 0.5f ? 0.0f : g;
     g = g == g ? g : 0.0f;
+    return static_cast<uint8_t>(static_cast<int32_t>(g));
+}
+
+// ClampToByte for an argument known to be a non-negative number (no NaN):
+// the low cut-off and the NaN select fall away, which matters in the
+// decoders, whose values are never negative.
+inline uint8_t ClampNonNegativeToByte(float f) {
+    const float g = f > 254.5f ? 255.0f : f;
     return static_cast<uint8_t>(static_cast<int32_t>(g));
 }
 
@@ -64,4 +75,5 @@ inline float BitsToFloat(uint32_t u) {
     return f;
 }
 
+}  // namespace EFFECTS_ISA_NAMESPACE
 }  // namespace effects::detail

@@ -7,7 +7,10 @@
 
 #include "frame/numeric.hpp"
 
+#include "frame/isa.hpp"
+
 namespace effects::detail {
+inline namespace EFFECTS_ISA_NAMESPACE {
 
 enum class MantissaRounding {
     Clamp,     // ClampToByte of each product: every parallel encoder
@@ -37,26 +40,45 @@ inline float RgbeFactor(uint32_t e) {
 // NaN scale, which sends every mantissa to 0. Written without branches so
 // that loops over it vectorise; EncodeRgbeReference below is the same rule
 // spelt with frexp, and the two are checked against each other.
-template <MantissaRounding R>
+// What the encoder may assume of its channels: any float (NaN, infinities
+// and negatives included), or values known to lie in [0, 1] as the 8-bit
+// sources give them, for which the infinity test and the NaN and low
+// selects of the clamp fall away without changing a byte.
+enum class RgbeInput { AnyFloat, UnitRange };
+
+template <MantissaRounding R, RgbeInput In = RgbeInput::AnyFloat>
 inline uint32_t EncodeRgbeWord(float c0, float c1, float c2) {
+    constexpr bool any = In == RgbeInput::AnyFloat;
     float m = c1 > c0 ? c1 : c0;
     m = c2 > m ? c2 : m;
     const uint32_t field = (FloatBits(m) >> 23) & 0xFFu;
-    const bool special = field == 0xFFu;
+    const bool special = any && field == 0xFFu;
     const float s = special ? BitsToFloat(0x7FC00000u) : BitsToFloat((261u - field) << 23);
     const int32_t e = special ? 0 : static_cast<int32_t>(field) - 126;
     uint32_t b0, b1, b2, be;
     if constexpr (R == MantissaRounding::Clamp) {
-        b0 = ClampToByte(c0 * s);
-        b1 = ClampToByte(c1 * s);
-        b2 = ClampToByte(c2 * s);
+        if constexpr (any) {
+            b0 = ClampToByte(c0 * s);
+            b1 = ClampToByte(c1 * s);
+            b2 = ClampToByte(c2 * s);
+        } else {
+            b0 = ClampNonNegativeToByte(c0 * s);
+            b1 = ClampNonNegativeToByte(c1 * s);
+            b2 = ClampNonNegativeToByte(c2 * s);
+        }
         // ClampToByte of the float e + 128 (22..256): the integer capped at 255.
         be = static_cast<uint32_t>(e + 128 > 255 ? 255 : e + 128);
-    } else {
+    } else if constexpr (any) {
         b0 = static_cast<uint8_t>(TruncateToInt(c0 * s));
         b1 = static_cast<uint8_t>(TruncateToInt(c1 * s));
         b2 = static_cast<uint8_t>(TruncateToInt(c2 * s));
         be = static_cast<uint8_t>(e + 128);
+    } else {
+        // Products of unit-range channels stay in [0, 256).
+        b0 = static_cast<uint32_t>(static_cast<int32_t>(c0 * s));
+        b1 = static_cast<uint32_t>(static_cast<int32_t>(c1 * s));
+        b2 = static_cast<uint32_t>(static_cast<int32_t>(c2 * s));
+        be = static_cast<uint32_t>(e + 128);
     }
     const uint32_t word = b0 | b1 << 8 | b2 << 16 | be << 24;
     return m < 1e-32f ? 0u : word;
@@ -120,4 +142,5 @@ inline float DecodeRgbe(uint32_t mantissa, uint32_t e) {
     }
 }
 
+}  // namespace EFFECTS_ISA_NAMESPACE
 }  // namespace effects::detail

@@ -17,9 +17,11 @@ foreach(f include/effects/effects.h include/effects/effects.hpp include/effects/
   endif()
 endforeach()
 
-# find_package(Effects)
+# find_package(Effects); the consumer is built with the same instrumentation
+# (sanitizers) as the library under test.
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/cmake-build -DCMAKE_PREFIX_PATH=${prefix}
-    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release)
+    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}"
+    "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run(${WORK_DIR}/cmake-build/consumer)
 message(STATUS "find_package consumer: ${last_output}")
@@ -36,6 +38,7 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 set(libdirs ${flags})
 list(FILTER libdirs INCLUDE REGEX "^-L")
 list(TRANSFORM libdirs REPLACE "^-L" "-Wl,-rpath,")
-run(${CXX} -std=c++20 ${SOURCE_DIR}/main.cpp ${flags} ${libdirs} -o ${WORK_DIR}/pkgconfig-consumer)
+separate_arguments(extra UNIX_COMMAND "${CXX_FLAGS} ${LINK_FLAGS}")
+run(${CXX} -std=c++20 ${extra} ${SOURCE_DIR}/main.cpp ${flags} ${libdirs} -o ${WORK_DIR}/pkgconfig-consumer)
 run(${WORK_DIR}/pkgconfig-consumer)
 message(STATUS "pkg-config consumer: ${last_output}")

@@ -66,6 +66,22 @@ TEST(RgbeCodec, ExponentFieldEncoderMatchesFrexpOnEveryExponent) {
         expect_same_encoding<ed::MantissaRounding::Clamp>(random_special(rng), random_special(rng), random_special(rng));
 }
 
+TEST(RgbeCodec, UnitRangeEncoderMatchesOnEveryEightBitTriple) {
+    constexpr float kInv255 = 0.003921569f;
+    for (uint32_t rgb = 0; rgb < (1u << 24); ++rgb) {
+        const float c0 = static_cast<float>(rgb & 0xFF) * kInv255;
+        const float c1 = static_cast<float>(rgb >> 8 & 0xFF) * kInv255;
+        const float c2 = static_cast<float>(rgb >> 16) * kInv255;
+        using ed::MantissaRounding, ed::RgbeInput;
+        ASSERT_EQ((ed::EncodeRgbeWord<MantissaRounding::Clamp, RgbeInput::AnyFloat>(c0, c1, c2)),
+                  (ed::EncodeRgbeWord<MantissaRounding::Clamp, RgbeInput::UnitRange>(c0, c1, c2)))
+            << rgb;
+        ASSERT_EQ((ed::EncodeRgbeWord<MantissaRounding::Truncate, RgbeInput::AnyFloat>(c0, c1, c2)),
+                  (ed::EncodeRgbeWord<MantissaRounding::Truncate, RgbeInput::UnitRange>(c0, c1, c2)))
+            << rgb;
+    }
+}
+
 TEST(RgbeCodec, DecodersAreTheDoubleLdexpRoundedToFloat) {
     for (int e = 0; e < 256; ++e) {
         for (int m = 0; m < 256; ++m) {
@@ -90,6 +106,19 @@ TEST(Clamps, CutOffsTruncationAndNaN) {
     EXPECT_EQ(32766, ed::ClampTo15(32766.5f));
     EXPECT_EQ(0, ed::ClampTo15(0.49f));
     EXPECT_EQ(1, ed::ClampTo15(1.99f));
+}
+
+TEST(Clamps, NonNegativeClampAgreesWithTheFullClampOnEveryNonNegativeFloat) {
+    // Every non-negative finite float and +inf, by bit pattern, in strides
+    // that visit every exponent and a spread of mantissas near each cut-off.
+    for (uint32_t bits = 0; bits <= 0x7F800000u; bits += 97) {
+        const float f = ed::BitsToFloat(bits);
+        ASSERT_EQ(ed::ClampToByte(f), ed::ClampNonNegativeToByte(f)) << f;
+    }
+    for (float f = 0.0f; f < 256.0f; f = std::nextafter(f, 300.0f) + 1.0f / 4096.0f)
+        ASSERT_EQ(ed::ClampToByte(f), ed::ClampNonNegativeToByte(f)) << f;
+    for (float f : {0.5f, std::nextafter(0.5f, 0.0f), 254.5f, std::nextafter(254.5f, 255.0f), 255.0f})
+        ASSERT_EQ(ed::ClampToByte(f), ed::ClampNonNegativeToByte(f)) << f;
 }
 
 TEST(ParallelRows, StaticBlocksCoverEveryRowOnceInOrder) {

@@ -152,7 +152,7 @@ public:
     static constexpr size_t kBack = 64;
 
     explicit Guarded(size_t n, uint8_t fill = kGuard) : n_(n), bytes_(kFront + n + kBack, kGuard) {
-        std::memset(bytes_.data() + kFront, fill, n);
+        for (size_t i = 0; i < n; ++i) bytes_[kFront + i] = fill;
     }
     uint8_t* data() { return bytes_.data() + kFront; }
     const uint8_t* data() const { return bytes_.data() + kFront; }

@@ -1,17 +1,33 @@
-// Row kernels of every pixel-format conversion. Plain channel maps are
-// written once as loops the compiler vectorises; the RGBE encoders and
-// decoders share the codec of rgbe.hpp through two small templates, and each
-// member's quirk (channel order, alpha rule, rounding) is a visible argument.
+// Row kernels of every pixel-format conversion, compiled once per
+// instruction set (convert_kernels_<isa>.cpp includes this file with its own
+// compiler flags and names the table it defines with EFFECTS_KERNEL_TABLE).
+// Plain channel maps are written once as loops the compiler vectorises; the
+// RGBE encoders and decoders share the codec of rgbe.hpp through two small
+// templates, and each member's quirk (channel order, alpha rule, rounding)
+// is a visible argument. Every instruction set gives the same bytes (no FMA
+// is ever enabled), and a test compares them.
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
+#include "frame/byte_shuffle.hpp"
 #include "frame/convert.hpp"
 #include "frame/numeric.hpp"
 #include "frame/rgbe.hpp"
-#include "frame/vector_clones.hpp"
+
+#ifndef EFFECTS_KERNEL_TABLE
+#error "include from a convert_kernels_<isa>.cpp that defines EFFECTS_KERNEL_TABLE"
+#endif
 
 namespace effects::detail {
 namespace {
+
+// Row functions are flattened so that the loop templates inline into them.
+#if defined(__GNUC__)
+#define EFFECTS_ROW_KERNEL __attribute__((flatten))
+#else
+#define EFFECTS_ROW_KERNEL
+#endif
 
 constexpr float kInv255 = 0.003921569f;     // 1/255 as a float
 constexpr float kInv32767 = 3.051851e-05f;  // 1/32767 as a float
@@ -27,37 +43,37 @@ inline float gamma_of(float v) {
 
 // ---- count form: each channel value alone ------------------------------
 
-EFFECTS_VECTOR_CLONES void v64to32(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v64to32(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<uint8_t>(static_cast<int16_t>(s[i]) >> 7);
 }
 
-EFFECTS_VECTOR_CLONES void v128to32(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v128to32(const void* s_, void* d_, int64_t n) {
     const float* __restrict s = static_cast<const float*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = ClampToByte(s[i] * 255.0f);
 }
 
-EFFECTS_VECTOR_CLONES void v128to64(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v128to64(const void* s_, void* d_, int64_t n) {
     const float* __restrict s = static_cast<const float*>(s_);
     uint16_t* __restrict d = static_cast<uint16_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = ClampTo15(s[i] * 32767.0f);
 }
 
-EFFECTS_VECTOR_CLONES void v32to64(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v32to64(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint16_t* __restrict d = static_cast<uint16_t*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<uint16_t>(s[i] << 7);
 }
 
-EFFECTS_VECTOR_CLONES void v32to128(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v32to128(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     float* __restrict d = static_cast<float*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<float>(s[i]) * kInv255;
 }
 
-EFFECTS_VECTOR_CLONES void v64to128(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void v64to128(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
     float* __restrict d = static_cast<float*>(d_);
     for (int64_t i = 0; i < n; ++i) d[i] = static_cast<float>(static_cast<int16_t>(s[i])) * kInv32767;
@@ -88,88 +104,89 @@ inline void map_pixels(const void* s_, void* d_, int64_t n, Op op, D alpha = D{}
 constexpr auto same = [](auto v) { return v; };
 
 // Rgba16 to Bgra8 for the screen: the words read unsigned, alpha opaque.
-EFFECTS_VECTOR_CLONES void p64to32screen(const void* s, void* d, int64_t n) {
-    map_pixels<uint16_t, uint8_t, 4, 4, 0, 1, 2>(s, d, n, [](uint16_t v) { return static_cast<uint8_t>(v >> 7); },
-                                                 uint8_t{255});
-}
-
-// Three bytes to a four-byte pixel with opaque alpha, order kept or
-// reversed: each pixel is read as one word (the last pixel of a row bytewise,
-// so nothing past the row is read) and written as one word.
-template <bool Reversed>
-inline void bytes3to4(const void* s_, void* d_, int64_t n) {
-    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+// Two flat passes (all four channels, then alpha over whole pixel words)
+// vectorise where one loop with a constant fourth channel does not.
+EFFECTS_ROW_KERNEL void p64to32screen(const void* s_, void* d_, int64_t n) {
+    const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    auto out = [](uint32_t v) {
-        const uint32_t rgb = Reversed ? (v & 0xFFu) << 16 | (v & 0xFF00u) | (v >> 16 & 0xFFu) : v & 0xFFFFFFu;
-        return rgb | 0xFF000000u;
-    };
-    for (int64_t x = 0; x + 1 < n; ++x) {
-        uint32_t v;
-        std::memcpy(&v, s + 3 * x, 4);
-        const uint32_t o = out(v);
-        std::memcpy(d + 4 * x, &o, 4);
-    }
-    if (n > 0) {
-        const uint8_t* p = s + 3 * (n - 1);
-        const uint32_t o = out(uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16);
-        std::memcpy(d + 4 * (n - 1), &o, 4);
+    for (int64_t i = 0; i < 4 * n; ++i) d[i] = static_cast<uint8_t>(s[i] >> 7);
+    for (int64_t x = 0; x < n; ++x) {
+        uint32_t w;
+        std::memcpy(&w, d + 4 * x, 4);
+        w |= 0xFF000000u;  // little-endian: byte 3 is alpha
+        std::memcpy(d + 4 * x, &w, 4);
     }
 }
 
 // Rgb8 row to Bgra8 row, order kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void p24to32(const void* s, void* d, int64_t n) { bytes3to4<false>(s, d, n); }
+EFFECTS_ROW_KERNEL void p24to32(const void* s, void* d, int64_t n) { expand_three_byte_pixels<false>(static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n); }
 
 // Rgb8Packed to Bgra8: reversed, alpha opaque.
-EFFECTS_VECTOR_CLONES void pRGB8to32(const void* s, void* d, int64_t n) { bytes3to4<true>(s, d, n); }
+EFFECTS_ROW_KERNEL void pRGB8to32(const void* s, void* d, int64_t n) { expand_three_byte_pixels<true>(static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n); }
 
 // Four channels to three, reversed, alpha dropped (8-bit and float alike).
 template <class T>
-EFFECTS_VECTOR_CLONES void p4to3_reversed(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p4to3_reversed(const void* s, void* d, int64_t n) {
     map_pixels<T, T, 4, 3, 2, 1, 0>(s, d, n, same);
 }
 
 // Three channels to four, reversed, alpha set to the format's opaque value.
 template <class T>
-EFFECTS_VECTOR_CLONES void p3to4_reversed(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p3to4_reversed(const void* s, void* d, int64_t n) {
     map_pixels<T, T, 3, 4, 2, 1, 0>(s, d, n, same, static_cast<T>(sizeof(T) == 1 ? 255 : 1));
 }
 
 // Rgba16 to Rgb16: reversed, each word doubled to the full 16-bit range.
-EFFECTS_VECTOR_CLONES void p15to16(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p15to16(const void* s, void* d, int64_t n) {
     map_pixels<uint16_t, uint16_t, 4, 3, 2, 1, 0>(s, d, n, [](uint16_t v) { return static_cast<uint16_t>(v * 2); });
 }
 
-// Three floats to Rgba16 with the channel order kept, alpha full.
-EFFECTS_VECTOR_CLONES void pfloat3to64(const void* s, void* d, int64_t n) {
-    map_pixels<float, uint16_t, 3, 4, 0, 1, 2>(s, d, n, [](float v) { return ClampTo15(v * 32767.0f); },
-                                              uint16_t{32767});
+// Three floats to Rgba16 with the channel order kept, alpha full; each
+// pixel is assembled as one 8-byte word.
+EFFECTS_ROW_KERNEL void pfloat3to64(const void* s_, void* d_, int64_t n) {
+    const float* __restrict s = static_cast<const float*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    for (int64_t x = 0; x < n; ++x) {
+        const uint64_t w = uint64_t{ClampTo15(s[3 * x + 0] * 32767.0f)} |
+                           uint64_t{ClampTo15(s[3 * x + 1] * 32767.0f)} << 16 |
+                           uint64_t{ClampTo15(s[3 * x + 2] * 32767.0f)} << 32 | uint64_t{32767} << 48;
+        std::memcpy(d + 8 * x, &w, 8);
+    }
 }
 
 // Rgb16 to Rgba16, lopsided on purpose: R and G pass as signed words through
 // a float unchanged, only B is rescaled from 16 to 15 bits (words of 32768
 // and up read negative and give 0), and alpha keeps what the destination held.
-EFFECTS_VECTOR_CLONES void p16to15(const void* s_, void* d_, int64_t n) {
+EFFECTS_ROW_KERNEL void p16to15(const void* s_, void* d_, int64_t n) {
     const uint16_t* __restrict s = static_cast<const uint16_t*>(s_);
-    uint16_t* __restrict d = static_cast<uint16_t*>(d_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
     for (int64_t x = 0; x < n; ++x) {
-        d[4 * x + 2] = s[3 * x + 0];
-        d[4 * x + 1] = s[3 * x + 1];
         const float b = static_cast<float>(static_cast<int16_t>(s[3 * x + 2]));
-        d[4 * x + 0] = ClampTo15(b * kInv65535 * 32767.0f);
+        uint64_t w;
+        std::memcpy(&w, d + 8 * x, 8);
+        w = (w & 0xFFFF000000000000u) | uint64_t{ClampTo15(b * kInv65535 * 32767.0f)} |
+            uint64_t{s[3 * x + 1]} << 16 | uint64_t{s[3 * x + 0]} << 32;
+        std::memcpy(d + 8 * x, &w, 8);
     }
 }
 
-// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque.
-EFFECTS_VECTOR_CLONES void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
+// Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque;
+// words rearranged in blocks and stored through the 5-byte packer.
+EFFECTS_ROW_KERNEL void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
     const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
     uint8_t* __restrict d = static_cast<uint8_t*>(d_);
-    for (int64_t x = 0; x < n; ++x) {
-        d[5 * x + 0] = s[4 * x + 2];
-        d[5 * x + 1] = s[4 * x + 1];
-        d[5 * x + 2] = s[4 * x + 0];
-        d[5 * x + 3] = s[4 * x + 3];
-        d[5 * x + 4] = 255;
+    constexpr int64_t kBlock = 256;
+    uint32_t word[kBlock];
+    uint8_t opaque[kBlock];
+    std::memset(opaque, 255, sizeof opaque);
+    for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
+        const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
+        std::memcpy(word, s + 4 * x0, static_cast<size_t>(count) * 4);
+        for (int64_t i = 0; i < count; ++i) {
+            const uint32_t w = word[i];  // little-endian R, G, B, E
+            word[i] = (w & 0xFF00FF00u) | (w & 0xFFu) << 16 | (w >> 16 & 0xFFu);
+        }
+        pack_five_byte_pixels(d + 5 * x0, word, opaque, count);
     }
 }
 
@@ -182,21 +199,6 @@ enum class AlphaByte {
     LitMarker,   // 1 for a pixel with light, 0 for black: RgbFloat to Rgbea
 };
 
-// Writes the 5-byte pixels `word[i]` (bytes 0..3) and `fifth[i]` of a block:
-// each as one 8-byte store whose top three bytes the next pixel overwrites,
-// the block's last pixel exactly, so nothing past it is touched.
-inline void store_five_byte_pixels(uint8_t* __restrict q, const uint32_t* word, const uint8_t* fifth,
-                                   int64_t count) {
-    for (int64_t i = 0; i + 1 < count; ++i) {
-        const uint64_t v = uint64_t{word[i]} | uint64_t{fifth[i]} << 32;
-        std::memcpy(q + 5 * i, &v, 8);
-    }
-    if (count > 0) {
-        std::memcpy(q + 5 * (count - 1), &word[count - 1], 4);
-        q[5 * (count - 1) + 4] = fifth[count - 1];
-    }
-}
-
 // One encoder for every member: the source's channels `I0, I1, I2` (of
 // `SrcCh` per pixel) are scaled by `to_float` and encoded in that order (the
 // order decides which channel wins the largest-value test, NaNs included);
@@ -205,7 +207,8 @@ inline void store_five_byte_pixels(uint8_t* __restrict q, const uint32_t* word, 
 // loop the compiler vectorises, then stored as words into the 4- or 5-byte
 // layout. A row's tail is a shorter block through the same code.
 template <class S, int SrcCh, int DstBytes, int I0, int I1, int I2, int Out0, int Out1, int Out2,
-          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf>
+          MantissaRounding R, AlphaByte A, class ToFloat, class AlphaOf,
+          RgbeInput In = std::is_same_v<S, uint8_t> ? RgbeInput::UnitRange : RgbeInput::AnyFloat>
 inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, ToFloat to_float,
                        AlphaOf alpha_of) {
     constexpr int64_t kBlock = 256;
@@ -223,7 +226,7 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
             if constexpr (A == AlphaByte::FromSource) fifth[i] = alpha_of(p[SrcCh * i + 3]);
         }
         for (int64_t i = 0; i < count; ++i) {
-            const uint32_t w = EncodeRgbeWord<R>(c0[i], c1[i], c2[i]);
+            const uint32_t w = EncodeRgbeWord<R, In>(c0[i], c1[i], c2[i]);
             word[i] = (w & 0xFFu) << (8 * Out0) | (w >> 8 & 0xFFu) << (8 * Out1) | (w >> 16 & 0xFFu) << (8 * Out2) |
                       (w & 0xFF000000u);
             if constexpr (A == AlphaByte::LitMarker) fifth[i] = w != 0 ? 1 : 0;
@@ -231,7 +234,7 @@ inline void encode_row(const S* __restrict s, uint8_t* __restrict d, int64_t n, 
         if constexpr (DstBytes == 4)
             std::memcpy(q, word, static_cast<size_t>(count) * 4);
         else
-            store_five_byte_pixels(q, word, fifth, count);
+            pack_five_byte_pixels(q, word, fifth, count);
     }
 }
 
@@ -239,20 +242,20 @@ constexpr auto no_alpha = [](auto) -> uint8_t { return 0; };
 
 // Serial 8-bit encoder of the Radiance order: reads R, G, B (bytes 2, 1, 0)
 // and truncates its mantissas.
-EFFECTS_VECTOR_CLONES void p32toRGBE(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p32toRGBE(const void* s, void* d, int64_t n) {
     encode_row<uint8_t, 4, 4, 2, 1, 0, 0, 1, 2, MantissaRounding::Truncate, AlphaByte::None>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint8_t v) { return static_cast<float>(v) * kInv255; }, no_alpha);
 }
 
-EFFECTS_VECTOR_CLONES void p32toRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p32toRGBEA(const void* s, void* d, int64_t n) {
     encode_row<uint8_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint8_t v) { return static_cast<float>(v) * kInv255; }, [](uint8_t a) { return a; });
 }
 
 // The 15-bit alpha becomes a byte by a truncated division by 128.
-EFFECTS_VECTOR_CLONES void p64toRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p64toRGBEA(const void* s, void* d, int64_t n) {
     encode_row<uint16_t, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const uint16_t*>(s), static_cast<uint8_t*>(d), n,
         [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; },
@@ -262,13 +265,13 @@ EFFECTS_VECTOR_CLONES void p64toRGBEA(const void* s, void* d, int64_t n) {
 }
 
 // Float alpha is clamped to a byte, black pixels included.
-EFFECTS_VECTOR_CLONES void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p128RGBAtoRGBEA(const void* s, void* d, int64_t n) {
     encode_row<float, 4, 5, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::FromSource>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; },
         [](float a) { return ClampToByte(a * 255.0f); });
 }
 
-EFFECTS_VECTOR_CLONES void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
     encode_row<float, 3, 4, 0, 1, 2, 0, 1, 2, MantissaRounding::Clamp, AlphaByte::None>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
 }
@@ -276,7 +279,7 @@ EFFECTS_VECTOR_CLONES void p128RGBtoRGBE(const void* s, void* d, int64_t n) {
 // RgbFloat to Rgbea: encoded in the source's R, G, B order, stored reversed,
 // and alpha 1, not 255, on lit pixels; callers that read this buffer back
 // depend on the marker.
-EFFECTS_VECTOR_CLONES void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void p128RGBtoRGBEA(const void* s, void* d, int64_t n) {
     encode_row<float, 3, 5, 0, 1, 2, 2, 1, 0, MantissaRounding::Clamp, AlphaByte::LitMarker>(
         static_cast<const float*>(s), static_cast<uint8_t*>(d), n, [](float v) { return v; }, no_alpha);
 }
@@ -301,22 +304,28 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
         const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
         const uint8_t* p = s + SrcBytes * x0;
         D* q = d + DstCh * x0;
-        for (int64_t i = 0; i < count; ++i) {
-            const uint8_t* px = p + SrcBytes * i;
-            uint32_t w;
-            std::memcpy(&w, px, 4);  // little-endian: byte k in bits 8k..8k+7
-            word[i] = w;
-            if constexpr (SrcBytes == 5) fifth[i] = px[4]; else fifth[i] = 0;
+        // Words are little-endian: byte k in bits 8k..8k+7.
+        if constexpr (SrcBytes == 5) {
+            unpack_five_byte_pixels(p, word, fifth, count);
+        } else {
+            std::memcpy(word, p, static_cast<size_t>(count) * 4);
+            std::memset(fifth, 0, static_cast<size_t>(count));
         }
         for (int64_t i = 0; i < count; ++i) {
             const uint32_t w = word[i];
             const uint32_t e = w >> 24;
-            v0[i] = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
-            v1[i] = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
-            v2[i] = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
-            v3[i] = alpha_of(fifth[i]);
-            if constexpr (sizeof(D) == 1)
-                packed[i] = uint32_t{v0[i]} | uint32_t{v1[i]} << 8 | uint32_t{v2[i]} << 16 | uint32_t{v3[i]} << 24;
+            const D c0 = post(DecodeRgbe<Dec>((w >> (8 * M0)) & 0xFFu, e));
+            const D c1 = post(DecodeRgbe<Dec>((w >> (8 * M1)) & 0xFFu, e));
+            const D c2 = post(DecodeRgbe<Dec>((w >> (8 * M2)) & 0xFFu, e));
+            const D c3 = alpha_of(fifth[i]);
+            if constexpr (sizeof(D) == 1) {
+                packed[i] = uint32_t{c0} | uint32_t{c1} << 8 | uint32_t{c2} << 16 | uint32_t{c3} << 24;
+            } else {
+                v0[i] = c0;
+                v1[i] = c1;
+                v2[i] = c2;
+                v3[i] = c3;
+            }
         }
         if constexpr (sizeof(D) == 1) {
             static_assert(DstCh == 4, "8-bit destinations have four channels");
@@ -336,29 +345,29 @@ inline void decode_row(const uint8_t* __restrict s, D* __restrict d, int64_t n, 
 constexpr auto as_is = [](float v) { return v; };
 constexpr auto alpha_one = [](uint8_t) { return 1.0f; };
 
-EFFECTS_VECTOR_CLONES void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEto128RGBA(const void* s, void* d, int64_t n) {
     decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
                                                              static_cast<float*>(d), n, as_is, alpha_one);
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAto128RGBA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEAto128RGBA(const void* s, void* d, int64_t n) {
     decode_row<float, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<float*>(d), n, as_is,
         [](uint8_t a) { return static_cast<float>(a) * kInv255; });
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEAto128RGB(const void* s, void* d, int64_t n) {
     decode_row<float, 5, 3, 2, 1, 0, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
                                                              static_cast<float*>(d), n, as_is, alpha_one);
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEAto32RGBA(const void* s, void* d, int64_t n) {
     decode_row<uint8_t, 5, 4, 0, 1, 2, RgbeDecoding::HalfStep>(
         static_cast<const uint8_t*>(s), static_cast<uint8_t*>(d), n,
-        [](float v) { return ClampToByte(v * 255.0f); }, [](uint8_t a) { return a; });
+        [](float v) { return ClampNonNegativeToByte(v * 255.0f); }, [](uint8_t a) { return a; });
 }
 
-EFFECTS_VECTOR_CLONES void pRGBEto128gamma(const void* s, void* d, int64_t n) {
+EFFECTS_ROW_KERNEL void pRGBEto128gamma(const void* s, void* d, int64_t n) {
     decode_row<float, 4, 4, 2, 1, 0, RgbeDecoding::Plain>(static_cast<const uint8_t*>(s),
                                                           static_cast<float*>(d), n, gamma_of, alpha_one);
 }
@@ -426,9 +435,6 @@ static_assert(sizeof(kKernels) / sizeof(kKernels[0]) == EFFECTS_CONVERT_RGBE_TO_
 
 }  // namespace
 
-const ConversionKernel* conversion_kernel(int32_t id) {
-    if (id < EFFECTS_CONVERT_64_TO_32 || id > EFFECTS_CONVERT_RGBE_TO_128_GAMMA) return nullptr;
-    return &kKernels[id];
-}
+const ConversionKernel* EFFECTS_KERNEL_TABLE() { return kKernels; }
 
 }  // namespace effects::detail
