@@ -129,6 +129,12 @@ EFFECTS_VECTOR_CLONES void channel_range64_block(const uint16_t* p, int64_t n, C
     channel_extremes<uint16_t, int16_t>(p, n, cr);
 }
 
+// The per-run fold of a channel-range block function over 4-channel pixels.
+template <class T>
+auto runs_of(const T* image, void (*block)(const T*, int64_t, ChannelRange&)) {
+    return [image, block](int64_t begin, int64_t end, ChannelRange& cr) { block(image + begin * 4, end - begin, cr); };
+}
+
 }  // namespace
 
 void hdr_for_display(int32_t width, int32_t height, float* image) {
@@ -177,21 +183,11 @@ void scale_to_brightest_mean(int32_t width, int32_t height, float* image) {
 }
 
 void channel_range32(int32_t width, int32_t height, const uint8_t* image, double* minimum, double* maximum) {
-    channel_range(
-        pixel_count(width, height),
-        [image](int64_t begin, int64_t end, ChannelRange& cr) {
-            channel_range32_block(image + begin * 4, end - begin, cr);
-        },
-        minimum, maximum);
+    channel_range(pixel_count(width, height), runs_of<uint8_t>(image, channel_range32_block), minimum, maximum);
 }
 
 void channel_range64(int32_t width, int32_t height, const uint16_t* image, double* minimum, double* maximum) {
-    channel_range(
-        pixel_count(width, height),
-        [image](int64_t begin, int64_t end, ChannelRange& cr) {
-            channel_range64_block(image + begin * 4, end - begin, cr);
-        },
-        minimum, maximum);
+    channel_range(pixel_count(width, height), runs_of<uint16_t>(image, channel_range64_block), minimum, maximum);
 }
 
 void hdr_linear_max(int32_t width, int32_t height, uint8_t* image) {

@@ -34,28 +34,23 @@ void dynamic_range(int64_t pixels, Lum lum, double* minimum, double* maximum, do
     *sum = s;
 }
 
+// Luminance of pixel i of a layout read by Src (bytes or signed words).
+template <class Src>
+auto pixel_luminance(const uint8_t* image) {
+    return [image](int64_t i) {
+        const uint8_t* p = image + i * Src::kBytes;
+        return luminance<LumaWeights::Standard>(Src::channel(p, 0), Src::channel(p, 1), Src::channel(p, 2));
+    };
+}
+
 }  // namespace
 
 void dynamic_range32(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* sum) {
-    dynamic_range(
-        pixels,
-        [image](int64_t i) {
-            const uint8_t* p = image + i * BgraBytes::kBytes;
-            return luminance<LumaWeights::Standard>(BgraBytes::channel(p, 0), BgraBytes::channel(p, 1),
-                                                    BgraBytes::channel(p, 2));
-        },
-        minimum, maximum, nullptr, sum);
+    dynamic_range(pixels, pixel_luminance<BgraBytes>(image), minimum, maximum, nullptr, sum);
 }
 
 void dynamic_range64(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* sum) {
-    dynamic_range(
-        pixels,
-        [image](int64_t i) {
-            const uint8_t* p = image + i * BgraWords::kBytes;
-            return luminance<LumaWeights::Standard>(BgraWords::channel(p, 0), BgraWords::channel(p, 1),
-                                                    BgraWords::channel(p, 2));
-        },
-        minimum, maximum, nullptr, sum);
+    dynamic_range(pixels, pixel_luminance<BgraWords>(image), minimum, maximum, nullptr, sum);
 }
 
 void dynamic_range128(int64_t pixels, const float* image, double* minimum, double* maximum, double* second_minimum,
