@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/parallel.hpp"
 #include "frame/scratch.hpp"
@@ -23,11 +24,12 @@ inline constexpr int kSubHistograms = 4;
 template <int Bins, int Bytes, class BinOf>
 inline void tally(const uint8_t* p, int64_t n, uint32_t* counts, BinOf bin) {
     constexpr int kChunk = 256;
-    uint16_t index[kChunk];
+    using Index = std::conditional_t<(Bins <= 256), uint8_t, uint16_t>;
+    Index index[kChunk];
     for (int64_t i = 0; i < n; i += kChunk) {
         const int m = static_cast<int>(std::min<int64_t>(kChunk, n - i));
         const uint8_t* q = p + i * Bytes;
-        for (int j = 0; j < m; ++j) index[j] = static_cast<uint16_t>(bin(q + j * Bytes));
+        for (int j = 0; j < m; ++j) index[j] = static_cast<Index>(bin(q + j * Bytes));
         int j = 0;
         for (; j + 4 <= m; j += 4) {
             ++counts[index[j]];
