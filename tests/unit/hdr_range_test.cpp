@@ -217,6 +217,19 @@ TEST(HdrRangeReference, ChannelRangeAndHalvingWithAnyThreadCount) {
             const float k = k0 - (k0 - 0.5f);
             efx_test::rgbe_encode(dec(i, 0) * k, dec(i, 1) * k, dec(i, 2) * k, &halved[5 * i]);
         }
+        // The scalings: the same bytes with any number of threads.
+        const auto f4 = efx_test::random_image(efx_test::Fmt::RgbaFloat, w, h, efx_test::seed_for("rngf", w, h));
+        std::vector<std::vector<uint8_t>> scaled;
+        for (int threads : {1, 2, 7}) {
+            Threads t(threads);
+            std::vector<uint8_t> a = f4, b = f4;
+            VexoHDR4Display(w, h * 4 / 3, reinterpret_cast<float*>(a.data()));  // 3 floats a pixel
+            VexoDebevecDynamicMax(w, h, reinterpret_cast<float*>(b.data()));
+            a.insert(a.end(), b.begin(), b.end());
+            scaled.push_back(a);
+        }
+        EXPECT_EQ(scaled[1], scaled[0]);
+        EXPECT_EQ(scaled[2], scaled[0]);
         for (int threads : {1, 2, 7}) {
             Threads t(threads);
             double mn, mx;
