@@ -311,8 +311,7 @@ typedef enum EffectsPixelFormat {
     EFFECTS_FORMAT_RGB_FLOAT
 } EffectsPixelFormat;
 
-#define EFFECTS_ERROR_UNKNOWN_FORMAT (-8)  /* not an EffectsPixelFormat value */
-#define EFFECTS_ERROR_BAD_ARGUMENT (-9)    /* a parameter outside its range */
+#define EFFECTS_ERROR_UNKNOWN_FORMAT (-10) /* not an EffectsPixelFormat value */
 
 /* bins[256] = pixels per bin of ClampToByte(luminance in 8-bit units), the
    luminance summed as in Histogram32Fast. */
@@ -365,6 +364,128 @@ EFFECTS_API int32_t EffectsClipping(int32_t format, int32_t width, int32_t heigh
    green (3) or blue (4); any other channel writes the rows back unchanged. */
 EFFECTS_API int32_t VexoInvert(EffectsDC destinationDC, EffectsBitmap destinationBitmap, EffectsDC sourceDC,
                                EffectsBitmap sourceBitmap, int32_t channel);
+
+/* ---- HDR merging -------------------------------------------------------
+ * Exposures are Bgra8. The radiance accumulator holds three floats per pixel
+ * in R, G, B order (source byte 2 feeds float 0); the weight plane one float
+ * per pixel; a weight table 256 doubles; a response table `count` floats
+ * (at least 256 for the merge). The four-channel accumulator of the older
+ * path is RgbaFloat, colour in the source's B, G, R order. The caller
+ * zero-fills accumulators and planes before the first exposure. */
+
+/* Tent over [low, high] divided by the centre's position. Returns 0. */
+EFFECTS_API int32_t VexoHDRWeight_Triangle(int32_t high, int32_t low, double* table);
+/* sin(i * pi / 256); both ints are ignored. Returns 0. */
+EFFECTS_API int32_t VexoHDRWeight_Sine(int32_t unused1, int32_t unused2, double* table);
+/* (i / (count / 4))^1.7 + 0.0001 for i < count; nothing when count < 1. */
+EFFECTS_API void VexoHDRResponse_Gamma(float* table, int32_t count);
+/* i / (count - 1) for i < count; nothing when count < 1. */
+EFFECTS_API void VexoHDRResponse_Linear(float* table, int32_t count);
+/* Adds one exposure of time `exposure`: acc += F[code] / exposure * w and
+   plane += w, w the mean of the pixel's three weights. Returns 0. */
+EFFECTS_API int32_t VexoHDRNewCombineArray(int32_t width, int32_t height, float exposure, const uint8_t* pixels,
+                                           float* accumulator, const double* weights, const float* response,
+                                           float* plane);
+/* Divides by the weight sums (a zero sum is set to 1.0 in the plane) and
+   by `divisor`. Returns 0. */
+EFFECTS_API int32_t VexoHDRNewCombineFinal(int32_t width, int32_t height, float* accumulator, float* plane,
+                                           int32_t divisor);
+/* Older path: adds exposure pixel (x - dx, y - dy) / 255 * factor into the
+   RgbaFloat accumulator, skipping |dx| columns and |dy| rows on both sides. */
+EFFECTS_API int32_t VexoHDRCombineArray(int32_t width, int32_t height, int32_t dx, int32_t dy, float factor,
+                                        const uint8_t* pixels, float* accumulator);
+/* Brings the brightest pixel mean down to 2.0 (RgbaFloat, float 3 kept). */
+EFFECTS_API int32_t VexoHDRFinalAdjustment(int32_t width, int32_t height, int32_t unused, float* buffer);
+/* The same on three floats per pixel. */
+EFFECTS_API int32_t VexoHDRFinalAdjustment3Channels(int32_t width, int32_t height, int32_t unused, float* buffer);
+/* Multiplies every float of a three-float image by 1 / divisor. */
+EFFECTS_API int32_t VexoHDR_div3Channels(int32_t width, int32_t height, int32_t divisor, float* buffer);
+/* Sets the colour of every pixel whose float 3 is exactly 255.0 to the
+   brightest pixel mean (RgbaFloat). */
+EFFECTS_API int32_t VexoHDRCorrectOverExposure(int32_t width, int32_t height, float* buffer);
+/* Mean grey (B + G + R) / 3 of ((byteCount - 1) / 4) + 1 pixels, times 9. */
+EFFECTS_API int32_t VexoHDR_Average(int32_t byteCount, const uint8_t* pixels);
+/* Writes, as grey, the triangle weight of each pixel's grey. Returns 0. */
+EFFECTS_API int32_t VexoHDR_Sine_Weighting_Filter(int32_t width, int32_t height, uint8_t* pixels);
+
+/* ---- HDR alignment -------------------------------------------------------
+ * Threshold bitmaps are one byte (0 or 1) per pixel. A shift (dx, dy)
+ * compares reference pixel (x, y) with other pixel (x - dx, y - dy); the
+ * errors are the mean XOR over each function's area, 0.0 for an empty one. */
+
+/* Bitmap of greys above ((min + max) / 2 + sum / (pixels - 1)) / 2. */
+EFFECTS_API int32_t VexoHDRCreateAlignMTB(int32_t width, int32_t height, uint8_t* bitmap, const uint8_t* pixels);
+/* Most frequent grey in 1..254, ties to the higher grey. */
+EFFECTS_API int32_t VexoHDRDetermineMedianValue(int32_t width, int32_t height, const uint8_t* pixels);
+EFFECTS_API double VexoHDRTotalAlignmentFull(int32_t width, int32_t height, int32_t dx, int32_t dy,
+                                             const uint8_t* reference, const uint8_t* other);
+EFFECTS_API float VexoHDRTotalAlignmentThird(int32_t width, int32_t height, int32_t dx, int32_t dy,
+                                             const uint8_t* reference, const uint8_t* other);
+EFFECTS_API double VexoHDRTotalAlignmentRegion(int32_t width, int32_t height, int32_t dx, int32_t dy,
+                                               const uint8_t* reference, const uint8_t* other, int32_t left,
+                                               int32_t right, int32_t top, int32_t bottom);
+/* Zone 1 top-left, 2 top-right, 3 centre, 4 bottom-left, 5 bottom-right. */
+EFFECTS_API double VexoHDRTotalAlignmentZones(int32_t width, int32_t height, int32_t dx, int32_t dy,
+                                              const uint8_t* reference, const uint8_t* other, int32_t zone);
+EFFECTS_API double VexoHDRTotalAlignmentRotateZones(int32_t width, int32_t height, int32_t dx, int32_t dy,
+                                                    const uint8_t* reference, const uint8_t* other);
+/* Zone 1..5 nearest to (best) or farthest from (worst) mid-grey; 5 on ties,
+   0 for an empty image. */
+EFFECTS_API int32_t VexoHDRDetermineBestZone(int32_t width, int32_t height, const uint8_t* pixels);
+EFFECTS_API int32_t VexoHDRDetermineWorstZone(int32_t width, int32_t height, const uint8_t* pixels);
+
+/* ---- HDR pipeline: streamed merge and alignment search --------------------
+ * Checked entry points over the functions above. They return EFFECTS_OK or a
+ * negative EFFECTS_ERROR_... code and then change nothing.
+ *
+ * A merge session accumulates into the caller's R, G, B float image (rows
+ * `stride` bytes apart, zero-filled by Create); it owns only a weight plane.
+ * Frames are added one at a time, each with its exposure time and the shift
+ * found for it: accumulator pixel (x, y) takes frame pixel (x - dx, y - dy)
+ * when that lies inside the frame, so uncovered borders are the weighted
+ * mean of the frames that cover them. Finish divides by the weight sums (a
+ * pixel that no frame trusted ends as 0). */
+
+#define EFFECTS_ERROR_BAD_ARGUMENT (-8)     /* an option out of range, or a merge already finished */
+#define EFFECTS_ERROR_OUT_OF_MEMORY (-9)    /* a working buffer could not be allocated */
+
+#define EFFECTS_HDR_WEIGHT_TRIANGLE 0       /* VexoHDRWeight_Triangle(255, 0) */
+#define EFFECTS_HDR_WEIGHT_SINE 1           /* VexoHDRWeight_Sine */
+#define EFFECTS_HDR_RESPONSE_GAMMA 0        /* VexoHDRResponse_Gamma(256) */
+#define EFFECTS_HDR_RESPONSE_LINEAR 1       /* VexoHDRResponse_Linear(256) */
+#define EFFECTS_HDR_AREA_OVERLAP 0          /* VexoHDRTotalAlignmentFull */
+#define EFFECTS_HDR_AREA_CENTRE 1           /* VexoHDRTotalAlignmentThird */
+#define EFFECTS_HDR_AREA_BEST_ZONE 2        /* VexoHDRTotalAlignmentZones on the reference's best zone */
+
+typedef struct EffectsHdrMerge EffectsHdrMerge;
+typedef struct EffectsHdrAligner EffectsHdrAligner;
+
+EFFECTS_API int32_t EffectsHdrMergeCreate(int32_t width, int32_t height, int32_t weighting, int32_t response,
+                                          float* rgb, intptr_t stride, EffectsHdrMerge** merge);
+/* `bgra`: a frame of the merge's size, rows `stride` bytes apart; exposure
+   finite and above 0. */
+EFFECTS_API int32_t EffectsHdrMergeAdd(EffectsHdrMerge* merge, const uint8_t* bgra, intptr_t stride, float exposure,
+                                       int32_t dx, int32_t dy);
+EFFECTS_API int32_t EffectsHdrMergeFinish(EffectsHdrMerge* merge);
+EFFECTS_API void EffectsHdrMergeDestroy(EffectsHdrMerge* merge);
+
+/* An aligner keeps the reference frame's greys at every level of a 2x
+ * pyramid (about 1.4 bytes per pixel) and finds each other frame's shift
+ * within +-maxShift coarse to fine: the full window at the coarsest level,
+ * then the 5x5 around the doubled estimate at each finer one (3x3 at full
+ * size). Both frames' greys are split at one shared quantile (the median,
+ * moved inside what neither frame has clipped) and thresholded with the rule
+ * of VexoHDRCreateAlignMTB. The overlap and the centre are compared over one
+ * fixed rectangle per level (VexoHDRTotalAlignmentRegion), the best zone
+ * with VexoHDRTotalAlignmentZones. Among equal errors the candidate nearest
+ * the window's centre (|dx| + |dy|) wins, then the smaller dy, then the
+ * smaller dx. */
+EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const uint8_t* reference,
+                                            intptr_t stride, int32_t maxShift, int32_t area,
+                                            EffectsHdrAligner** aligner);
+EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
+                                          int32_t* dx, int32_t* dy);
+EFFECTS_API void EffectsHdrAlignerDestroy(EffectsHdrAligner* aligner);
 
 #ifdef __cplusplus
 } /* extern "C" */

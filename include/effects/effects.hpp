@@ -25,8 +25,9 @@ enum class Errc {
     unknown = EFFECTS_ERROR_UNKNOWN,
     overlap = EFFECTS_ERROR_OVERLAP,
     misaligned = EFFECTS_ERROR_MISALIGNED,
-    unknown_format = EFFECTS_ERROR_UNKNOWN_FORMAT,
     bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
+    out_of_memory = EFFECTS_ERROR_OUT_OF_MEMORY,
+    unknown_format = EFFECTS_ERROR_UNKNOWN_FORMAT,
     size_mismatch = -100,
 };
 
@@ -52,8 +53,9 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
         case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
         case EFFECTS_ERROR_MISALIGNED: return "pixels not aligned to the channel size";
+        case EFFECTS_ERROR_BAD_ARGUMENT: return "argument out of range";
+        case EFFECTS_ERROR_OUT_OF_MEMORY: return "out of memory";
         case EFFECTS_ERROR_UNKNOWN_FORMAT: return "unknown pixel format";
-        case EFFECTS_ERROR_BAD_ARGUMENT: return "parameter out of range";
         default: return "unexpected error";
     }
 }

@@ -1,6 +1,6 @@
-// The attribute that gives a memory-bound loop an AVX2 clone picked at load
-// time on x86-64 ELF hosts (GCC). The vector code computes the same bytes as
-// the baseline clone: no FMA is ever enabled and -ffp-contract=off holds.
+// Memory-bound loops get an AVX2 clone picked at load time on x86-64 ELF
+// hosts; the vector code computes the same bytes as the baseline (no FMA is
+// ever enabled, contraction is off everywhere).
 #pragma once
 
 #if defined(__GNUC__) && defined(__x86_64__) && defined(__ELF__) && !defined(__clang__)
