@@ -6,8 +6,10 @@
 //    contiguous block per OpenMP thread like the kernels' rows, so both
 //    sides use the same threads (OMP_NUM_THREADS). Rows "read/N".
 //  - Counter "vs_read" = (read-pass seconds) / (member seconds), both the
-//    median of single timed iterations (robust on a shared machine): 1.0
-//    means the member runs at the speed of merely reading its input.
+//    median of single timed runs, a read pass before each call of the
+//    member (so a burst of other work on a shared machine hits both
+//    sides): 1.0 means the member runs at the speed of merely reading its
+//    input.
 //  - Counter "target" = the vs_read a member should reach with 2 threads:
 //    0.5 for the 8-bit histogram and the channel-range members; 0 (none)
 //    for the rest. The DynamicRange... sums are one serial chain of double
@@ -23,7 +25,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <random>
 #include <vector>
 
@@ -85,20 +86,6 @@ double read_pass(const uint8_t* p, int64_t n) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
 
-std::map<const uint8_t*, double>& read_cache() {
-    static std::map<const uint8_t*, double> c;
-    return c;
-}
-double read_seconds(const std::vector<uint8_t>& buf) {
-    auto& c = read_cache();
-    const auto it = c.find(buf.data());
-    if (it != c.end()) return it->second;
-    std::vector<double> t;
-    read_pass(buf.data(), static_cast<int64_t>(buf.size()));
-    for (int i = 0; i < 15; ++i) t.push_back(read_pass(buf.data(), static_cast<int64_t>(buf.size())));
-    return c[buf.data()] = median(std::move(t));
-}
-
 void BM_Read(benchmark::State& state, std::vector<uint8_t> Images::*which) {
     const auto& buf = images().*which;
     std::vector<double> t;
@@ -107,16 +94,17 @@ void BM_Read(benchmark::State& state, std::vector<uint8_t> Images::*which) {
         state.SetIterationTime(s);
         t.push_back(s);
     }
-    read_cache()[buf.data()] = median(std::move(t));
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(buf.size()));
 }
 
+// Each iteration times one read-only pass and then one call of the member,
+// so both medians are taken under the same load of a shared machine.
 template <class Fn>
 void run_member(benchmark::State& state, const std::vector<uint8_t>& buf, double target, Fn fn) {
-    const double read = read_seconds(buf);
     fn();  // untimed warm-up
-    std::vector<double> t;
+    std::vector<double> t, r;
     for (auto _ : state) {
+        r.push_back(read_pass(buf.data(), static_cast<int64_t>(buf.size())));
         const auto t0 = std::chrono::steady_clock::now();
         fn();
         const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
@@ -124,7 +112,7 @@ void run_member(benchmark::State& state, const std::vector<uint8_t>& buf, double
         t.push_back(s);
     }
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(buf.size()));
-    state.counters["vs_read"] = read / median(std::move(t));
+    state.counters["vs_read"] = median(std::move(r)) / median(std::move(t));
     state.counters["target"] = target;
 }
 
