@@ -1,5 +1,6 @@
 // The effects command: reports the library it runs on and the pixel
-// formats it converts between, and measures raw images (--stats).
+// formats it converts between, says what a Radiance file holds (or what is
+// wrong with it), and measures raw images (--stats).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,17 +9,20 @@
 #include <vector>
 
 #include "effects/effects.hpp"
+#include "effects/io.hpp"
 #include "effects/stats.hpp"
 
 namespace {
 
 void print_usage(std::FILE* out) {
     std::fputs(
-        "usage: effects [--version] [--formats] [--help] [--stats FORMAT WIDTH HEIGHT FILE]\n"
-        "  --version   print the library version\n"
-        "  --formats   list the pixel formats and the conversions between them\n"
-        "  --stats     measure a raw image (packed rows of FORMAT, e.g. Bgra8 or RgbaFloat):\n"
-        "              luminance histogram summary, clipped pixels and HDR range in stops\n",
+        "usage: effects [--version] [--formats] [--hdr-info FILE] [--stats FORMAT WIDTH HEIGHT FILE] [--help]\n"
+        "  --version         print the library version\n"
+        "  --formats         list the pixel formats and the conversions between them\n"
+        "  --hdr-info FILE   size, exposure, header and value range of a Radiance file\n"
+        "  --stats FORMAT WIDTH HEIGHT FILE\n"
+        "                    measure a raw image (packed rows of FORMAT, e.g. Bgra8 or RgbaFloat):\n"
+        "                    luminance histogram summary, clipped pixels and HDR range in stops\n",
         out);
 }
 
@@ -114,6 +118,24 @@ int stats_command(const char* format, const char* w, const char* h, const char* 
     return 2;
 }
 
+// Reads a Radiance file and says what it holds; 1 when it cannot be read.
+int print_hdr_info(const char* path) {
+    try {
+        const auto img = effects::io::read_radiance(path);
+        float lo = 0, hi = 0;
+        if (!img.pixels.empty()) lo = hi = img.pixels[0];
+        for (float v : img.pixels) lo = v < lo ? v : lo, hi = v > hi ? v : hi;
+        std::printf("%s: %d x %d, exposure %g%s, values %g to %g\n", path, img.width, img.height,
+                    static_cast<double>(img.exposure), img.converted_from_xyz ? ", XYZ converted to RGB" : "",
+                    static_cast<double>(lo), static_cast<double>(hi));
+        for (const auto& line : img.header) std::printf("  %s\n", line.c_str());
+        return 0;
+    } catch (const effects::Error& e) {
+        std::fprintf(stderr, "effects: %s\n", e.what());
+        return 1;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -134,6 +156,8 @@ int main(int argc, char** argv) {
             }
             if (const int rc = stats_command(argv[i + 1], argv[i + 2], argv[i + 3], argv[i + 4])) return rc;
             i += 4;
+        } else if (!std::strcmp(argv[i], "--hdr-info") && i + 1 < argc) {
+            if (print_hdr_info(argv[++i]) != 0) return 1;
         } else if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
             print_usage(stdout);
         } else {
