@@ -3,9 +3,9 @@
 #include "frame/convert.hpp"
 
 #include <cstddef>
-#include <limits>
 
 #include "effects/formats.hpp"
+#include "frame/image_check.hpp"
 #include "frame/isa.hpp"
 #include "frame/parallel.hpp"
 
@@ -82,30 +82,15 @@ int32_t convert_image(int32_t id, int32_t width, int32_t height, const void* src
                       void* dst, intptr_t dst_stride) {
     const ConversionKernel* k = conversion_kernel(id);
     if (!k) return EFFECTS_ERROR_UNKNOWN;
-    if (width < 0 || height < 0) return EFFECTS_ERROR_NEGATIVE_SIZE;
+    const PixelLayout src_layout{k->src_bytes_per_pixel, k->src_row_align, k->src_channel_bytes};
+    const PixelLayout dst_layout{k->dst_bytes_per_pixel, 1, k->dst_channel_bytes};
+    ImageSpan s, d;
+    if (const int32_t rc = check_image_extent(src, width, height, src_stride, src_layout, &s)) return rc;
+    if (const int32_t rc = check_image_extent(dst, width, height, dst_stride, dst_layout, &d)) return rc;
     if (width == 0 || height == 0) return EFFECTS_OK;
-    if (!src || !dst) return EFFECTS_ERROR_NULL_POINTER;
-    // A stride is at least one packed row of its format (Rgb8 rows keep
-    // their padding to 4 bytes); the bytes touched end with the last pixel.
-    const int64_t src_row = packed_row_bytes(width, k->src_bytes_per_pixel, 1);
-    const int64_t dst_row = packed_row_bytes(width, k->dst_bytes_per_pixel, 1);
-    const int64_t src_min_stride = packed_row_bytes(width, k->src_bytes_per_pixel, k->src_row_align);
-    if (src_row < 0 || dst_row < 0 || src_min_stride < 0) return EFFECTS_ERROR_TOO_LARGE;
-    if (src_stride < src_min_stride || dst_stride < dst_row) return EFFECTS_ERROR_BAD_STRIDE;
-    const int64_t limit = std::numeric_limits<intptr_t>::max() / 2;
-    if (src_stride > limit / height || dst_stride > limit / height) return EFFECTS_ERROR_TOO_LARGE;
-    // The extents touched: from the first byte to the end of the last row.
-    const auto s0 = reinterpret_cast<uintptr_t>(src), d0 = reinterpret_cast<uintptr_t>(dst);
-    const uintptr_t s1 = s0 + static_cast<uintptr_t>(src_stride * (height - 1) + src_row);
-    const uintptr_t d1 = d0 + static_cast<uintptr_t>(dst_stride * (height - 1) + dst_row);
-    if (s1 < s0 || d1 < d0) return EFFECTS_ERROR_TOO_LARGE;
-    if (s0 < d1 && d0 < s1) return EFFECTS_ERROR_OVERLAP;
-    // Words and floats are read and written as such: every row starts on a
-    // multiple of its channel size.
-    if (src_stride % k->src_channel_bytes || dst_stride % k->dst_channel_bytes) return EFFECTS_ERROR_BAD_STRIDE;
-    if (reinterpret_cast<uintptr_t>(src) % static_cast<uintptr_t>(k->src_channel_bytes) ||
-        reinterpret_cast<uintptr_t>(dst) % static_cast<uintptr_t>(k->dst_channel_bytes))
-        return EFFECTS_ERROR_MISALIGNED;
+    if (s.begin < d.end && d.begin < s.end) return EFFECTS_ERROR_OVERLAP;
+    if (const int32_t rc = check_image_alignment(src, src_stride, src_layout)) return rc;
+    if (const int32_t rc = check_image_alignment(dst, dst_stride, dst_layout)) return rc;
     run_rows(*k, width, height, src, src_stride, dst, dst_stride);
     return EFFECTS_OK;
 }
