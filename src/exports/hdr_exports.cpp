@@ -8,6 +8,7 @@
 #include "effects/effects.h"
 #include "frame/image_check.hpp"
 #include "hdr/align.hpp"
+#include "hdr/aligner.hpp"
 #include "hdr/merge.hpp"
 #include "hdr/pipeline.hpp"
 
@@ -186,11 +187,13 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
 }
 
 EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
-                                          int32_t* dx, int32_t* dy) {
+                                          int32_t baseDx, int32_t baseDy, int32_t* dx, int32_t* dy) {
     if (!aligner || !dx || !dy) return EFFECTS_ERROR_NULL_POINTER;
     if (const int32_t rc = ed::check_image(bgra, aligner->width, aligner->height, stride, kBgra8)) return rc;
+    const int32_t limit = aligner->aligner.max_shift();
+    if (baseDx < -limit || baseDx > limit || baseDy < -limit || baseDy > limit) return EFFECTS_ERROR_BAD_ARGUMENT;
     return create([&] {
-        aligner->aligner.find(bgra, stride, dx, dy);
+        aligner->aligner.find(bgra, stride, baseDx, baseDy, dx, dy);
         return EFFECTS_OK;
     });
 }
