@@ -33,11 +33,12 @@ void MergeSession::add(const uint8_t* bgra, std::ptrdiff_t stride, float exposur
     const int64_t x0 = std::max<int64_t>(0, dx), x1 = std::min<int64_t>(width_, int64_t{width_} + dx);
     const int64_t y0 = std::max<int64_t>(0, dy), y1 = std::min<int64_t>(height_, int64_t{height_} + dy);
     if (x1 <= x0 || y1 <= y0) return;
-    const float inverse = 1.0f / exposure;
+    CombineTable table;
+    combine_table(weights_, response_, 1.0f / exposure, table);
     parallel_rows(y1 - y0, [&](int64_t r0, int64_t r1) {
         for (int64_t y = y0 + r0; y < y0 + r1; ++y)
             combine_row(bgra + (y - dy) * stride + (x0 - dx) * 4, acc_row(y) + x0 * 3,
-                        plane_.data() + y * width_ + x0, x1 - x0, inverse, weights_, response_);
+                        plane_.data() + y * width_ + x0, x1 - x0, table);
     });
 }
 

@@ -1,15 +1,18 @@
-// White-box checks of the alignment search's building blocks: the packed
-// bitmaps' difference counts give the library's region and zone errors on
-// the same bitmaps, and the packed split of a level equals the library's
-// threshold rule applied to the split plane.
+// White-box checks of the HDR pipeline's fast paths: the packed bitmaps'
+// difference counts give the library's region and zone errors on the same
+// bitmaps, the packed split of a level equals the library's threshold rule
+// applied to the split plane, and the vector accumulation row gives the
+// baseline's bytes.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <random>
 #include <vector>
 
+#include "frame/isa.hpp"
 #include "hdr/align.hpp"
 #include "hdr/aligner.hpp"
+#include "hdr/merge.hpp"
 #include "hdr/packed_bitmap.hpp"
 
 namespace ed = effects::detail;
@@ -40,7 +43,7 @@ bool packed_equals(const ed::PackedBitmap& p, const std::vector<uint8_t>& bytes)
 
 TEST(HdrSearch, PackedCountsGiveTheLibrarysErrors) {
     std::mt19937 rng(11);
-    const int sizes[][2] = {{1, 1}, {1, 9}, {9, 1}, {63, 5}, {64, 7}, {65, 9}, {130, 41}, {301, 77}, {700, 260}};
+    const int sizes[][2] = {{1, 1}, {1, 9}, {9, 1}, {63, 5}, {64, 7}, {65, 9}, {130, 41}, {301, 77}, {450, 150}};
     for (const auto& s : sizes) {
         const int w = s[0], h = s[1];
         SCOPED_TRACE(testing::Message() << w << "x" << h);
@@ -92,6 +95,33 @@ TEST(HdrSearch, PackedSplitFollowsTheThresholdRule) {
             ed::pack_greys(level.greys.data(), ed::bitmap_cut(level, cut), packed);
             EXPECT_TRUE(packed_equals(packed, plane)) << n << " " << q;
         }
+    }
+}
+
+TEST(HdrSearch, AccumulationRowsAgreeOnEveryInstructionSet) {
+    std::mt19937 rng(3);
+    std::vector<double> tables[2] = {std::vector<double>(256), std::vector<double>(256)};
+    ed::weight_sine(tables[0].data());  // floats widened: the paired-entry path
+    for (double& v : tables[1]) v = static_cast<double>(rng()) / 4294967296.0;  // any doubles
+    std::vector<float> response(256);
+    ed::response_gamma(response.data(), 256);
+    const int n = 61;  // seven steps of eight and a tail
+    std::vector<uint8_t> px(4 * n);
+    for (uint8_t& b : px) b = static_cast<uint8_t>(rng());
+    for (const auto& weights : tables) {
+        ed::CombineTable table;
+        ed::combine_table(weights.data(), response.data(), 1.0f / 3.0f, table);
+        std::vector<float> acc[2], plane[2];
+        const ed::KernelIsa isas[2] = {ed::KernelIsa::Baseline, ed::best_kernel_isa()};
+        for (int k = 0; k < 2; ++k) {
+            acc[k].assign(3 * n, 0.125f);
+            plane[k].assign(n, 0.5f);
+            ASSERT_TRUE(ed::pin_kernel_isa(isas[k]));
+            ed::combine_row(px.data(), acc[k].data(), plane[k].data(), n, table);
+        }
+        ed::pin_kernel_isa(ed::best_kernel_isa());
+        EXPECT_EQ(acc[0], acc[1]);
+        EXPECT_EQ(plane[0], plane[1]);
     }
 }
 
