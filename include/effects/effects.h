@@ -318,7 +318,7 @@ EFFECTS_API void EffectsHdrMergeDestroy(EffectsHdrMerge* merge);
 /* An aligner keeps the reference frame's greys at every level of a 2x
  * pyramid (about 1.4 bytes per pixel) and finds each other frame's shift
  * coarse to fine: the full window at the coarsest level, then the 5x5 around
- * the doubled estimate at each finer one (3x3 at full size). Both frames'
+ * the doubled estimate at each finer one, full size included. Both frames'
  * greys are split at one shared quantile of the compared window (the median,
  * moved inside what neither frame has clipped there) and thresholded with
  * the rule of VexoHDRCreateAlignMTB. The overlap and the centre are compared
