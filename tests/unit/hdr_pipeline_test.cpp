@@ -3,6 +3,7 @@
 // merge's agreement with the exports, borders that only some frames cover,
 // the checked entry points' errors, and the bracketed photo sets on disk.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -103,6 +104,28 @@ TEST(HdrPipeline, MaxShiftBoundsEveryFramesTotalShift) {
     EXPECT_LE(8 + dx, 12);
     EXPECT_GE(-12 + dy, -12);
     EffectsHdrAlignerDestroy(a);
+}
+
+TEST(HdrPipeline, SameShiftsAndRadianceWithOneTwoAndSevenThreads) {
+    const std::vector<hdr::Shift> shifts = {{-9, 4}, {0, 0}, {6, -11}};
+    const Bracketed b = make_bracket(203, 157, shifts, 12);
+    const int before = omp_get_max_threads();
+    std::vector<std::vector<hdr::Shift>> found;
+    std::vector<effects::Image<effects::RgbFloat>> merged;
+    for (const int threads : {1, 2, 7}) {
+        omp_set_num_threads(threads);
+        hdr::AlignOptions o;
+        o.max_shift = 16;
+        for (const hdr::Area area : {hdr::Area::overlap, hdr::Area::centre, hdr::Area::best_zone}) {
+            o.area = area;
+            found.push_back(hdr::align(b.bracket(), o));
+        }
+        merged.push_back(hdr::merge(b.bracket(), shifts));
+    }
+    omp_set_num_threads(before);
+    for (size_t k = 3; k < found.size(); ++k) EXPECT_EQ(found[k], found[k % 3]) << k;
+    for (size_t k = 1; k < merged.size(); ++k)
+        EXPECT_EQ(0, std::memcmp(merged[k].data(), merged[0].data(), static_cast<size_t>(b.w) * b.h * 12));
 }
 
 TEST(HdrPipeline, AlignFindsShiftsOfOtherScenesAndSizes) {
