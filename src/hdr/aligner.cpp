@@ -76,7 +76,7 @@ void fill_level(GreyLevel& level, Make make) {
         Tally& tally = partial[t];
         auto& total = totals[static_cast<std::size_t>(t)];
         for (int64_t y = y0; y < y1; ++y) {
-            uint8_t* row = level.greys.data() + y * w;
+            uint8_t* row = level.greys.get() + y * w;
             make(y, row);
             if (tally.pending > (int64_t{1} << 31) - w) tally.flush_into(total);
             tally.count(row, w);
@@ -114,7 +114,7 @@ int32_t ceil_scaled(int32_t v, int32_t l) { return -((-v) >> l); }
 
 PackedBitmap pack_level(const GreyLevel& level, double q) {
     PackedBitmap b(level.width, level.height);
-    pack_greys(level.greys.data(), bitmap_cut(level, split_grey(level, q)), b);
+    pack_greys(level.greys.get(), bitmap_cut(level, split_grey(level, q)), b);
     return b;
 }
 
@@ -164,7 +164,9 @@ std::vector<GreyLevel> Aligner::pyramid(const uint8_t* bgra, std::ptrdiff_t stri
         GreyLevel& level = levels[static_cast<std::size_t>(l)];
         level.width = width_ >> l;
         level.height = height_ >> l;
-        level.greys.resize(static_cast<std::size_t>(level.width) * static_cast<std::size_t>(level.height));
+        // Left unset: the rows are first written, in parallel, by the fill.
+        level.greys = std::make_unique_for_overwrite<uint8_t[]>(static_cast<std::size_t>(level.width) *
+                                                                 static_cast<std::size_t>(level.height));
         if (level.width < 1 || level.height < 1) continue;
         if (l == 0) {
             fill_level(level, [&](int64_t y, uint8_t* row) { grey_row(bgra + y * stride, row, width_); });
@@ -172,7 +174,7 @@ std::vector<GreyLevel> Aligner::pyramid(const uint8_t* bgra, std::ptrdiff_t stri
         }
         const GreyLevel& up = levels[static_cast<std::size_t>(l - 1)];
         fill_level(level, [&](int64_t y, uint8_t* row) {
-            const uint8_t* a = up.greys.data() + 2 * y * up.width;
+            const uint8_t* a = up.greys.get() + 2 * y * up.width;
             halve_row(a, a + up.width, row, level.width);
         });
     }

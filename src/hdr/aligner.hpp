@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "hdr/align.hpp"
@@ -15,10 +16,11 @@ namespace effects::detail {
 
 enum class HdrArea : int32_t { overlap = 0, centre = 1, best_zone = 2 };
 
-// One level of a frame's pyramid: its greys and their histogram.
+// One level of a frame's pyramid: its greys (rows `width` bytes apart) and
+// their histogram.
 struct GreyLevel {
     int32_t width = 0, height = 0;
-    std::vector<uint8_t> greys;
+    std::unique_ptr<uint8_t[]> greys;
     std::array<int64_t, 256> bins{};
 };
 

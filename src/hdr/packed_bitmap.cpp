@@ -86,7 +86,7 @@ EFFECTS_VECTOR_CLONES void count_rows(const PackedBitmap& ref, const PackedBitma
 
 PackedBitmap::PackedBitmap(int32_t width, int32_t height)
     : width_(width), height_(height), words_((int64_t{width} + 63) / 64), stride_(words_ + 2),
-      bits_(static_cast<std::size_t>(stride_ * std::max<int64_t>(height, 0)), 0) {}
+      bits_(std::make_unique_for_overwrite<uint64_t[]>(static_cast<std::size_t>(stride_ * std::max<int64_t>(height, 0)))) {}
 
 void pack_greys(const uint8_t* greys, int32_t above, PackedBitmap& out) {
     const int64_t width = out.width(), full = width / 64, tail = width % 64;
@@ -94,6 +94,7 @@ void pack_greys(const uint8_t* greys, int32_t above, PackedBitmap& out) {
         for (int64_t y = y0; y < y1; ++y) {
             const uint8_t* g = greys + y * width;
             uint64_t* row = out.row(y);
+            row[-1] = row[out.words()] = 0;  // the guard words
             if (above < 0 || above > 254) {
                 const uint64_t fill = above < 0 ? ~uint64_t{0} : 0;
                 for (int64_t k = 0; k < full; ++k) row[k] = fill;

@@ -6,7 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "hdr/align.hpp"
 
@@ -15,6 +15,7 @@ namespace effects::detail {
 // Bit x % 64 of word x / 64 of a row is pixel x. Each row has one zero word
 // before and after its pixels, so that a row shifted by up to 64 pixels
 // either way reads only words of its own row; bits past the width are 0.
+// The words are left unset until pack_greys writes every one of them.
 class PackedBitmap {
 public:
     PackedBitmap() = default;
@@ -22,13 +23,13 @@ public:
     int32_t width() const { return width_; }
     int32_t height() const { return height_; }
     int64_t words() const { return words_; }
-    const uint64_t* row(int64_t y) const { return bits_.data() + y * stride_ + 1; }
-    uint64_t* row(int64_t y) { return bits_.data() + y * stride_ + 1; }
+    const uint64_t* row(int64_t y) const { return bits_.get() + y * stride_ + 1; }
+    uint64_t* row(int64_t y) { return bits_.get() + y * stride_ + 1; }
 
 private:
     int32_t width_ = 0, height_ = 0;
     int64_t words_ = 0, stride_ = 0;
-    std::vector<uint64_t> bits_;
+    std::unique_ptr<uint64_t[]> bits_;
 };
 
 // Packs a plane of greys (rows `width` bytes apart): a pixel is 1 where its

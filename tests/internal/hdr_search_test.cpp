@@ -83,16 +83,16 @@ TEST(HdrSearch, PackedSplitFollowsTheThresholdRule) {
         ed::GreyLevel level;
         level.width = n;
         level.height = 3;
-        for (int i = 0; i < 3 * n; ++i) level.greys.push_back(static_cast<uint8_t>(rng() % 7 * 40));
-        for (uint8_t g : level.greys) ++level.bins[g];
+        level.greys = std::make_unique<uint8_t[]>(3 * static_cast<size_t>(n));
+        for (int i = 0; i < 3 * n; ++i) ++level.bins[level.greys[i] = static_cast<uint8_t>(rng() % 7 * 40)];
         for (const double q : {0.0, 0.3, 0.5, 0.9, 1.0}) {
             const int cut = ed::split_grey(level, q);
             // The library's way: split into 0 and 255, then threshold.
-            std::vector<uint8_t> plane(level.greys);
+            std::vector<uint8_t> plane(level.greys.get(), level.greys.get() + 3 * n);
             for (uint8_t& g : plane) g = g <= cut ? 0 : 255;
             ed::threshold_greys(n, 3, plane.data());
             ed::PackedBitmap packed(n, 3);
-            ed::pack_greys(level.greys.data(), ed::bitmap_cut(level, cut), packed);
+            ed::pack_greys(level.greys.get(), ed::bitmap_cut(level, cut), packed);
             EXPECT_TRUE(packed_equals(packed, plane)) << n << " " << q;
         }
     }
