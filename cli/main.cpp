@@ -1,17 +1,20 @@
-// The effects command. For now it reports the library it runs on and the
-// pixel formats that library converts between.
+// The effects command. For now it reports the library it runs on, the
+// pixel formats that library converts between, and what a Radiance file
+// holds (or what is wrong with it).
 #include <cstdio>
 #include <cstring>
 
 #include "effects/effects.hpp"
+#include "effects/io.hpp"
 
 namespace {
 
 void print_usage(std::FILE* out) {
     std::fputs(
-        "usage: effects [--version] [--formats] [--help]\n"
-        "  --version   print the library version\n"
-        "  --formats   list the pixel formats and the conversions between them\n",
+        "usage: effects [--version] [--formats] [--hdr-info FILE] [--help]\n"
+        "  --version         print the library version\n"
+        "  --formats         list the pixel formats and the conversions between them\n"
+        "  --hdr-info FILE   size, exposure, header and value range of a Radiance file\n",
         out);
 }
 
@@ -46,6 +49,24 @@ void print_formats() {
         if (EffectsConversionRowBytes(id, 0, 1) > 0) std::printf("  %s\n", names[id]);
 }
 
+// Reads a Radiance file and says what it holds; 1 when it cannot be read.
+int print_hdr_info(const char* path) {
+    try {
+        const auto img = effects::io::read_radiance(path);
+        float lo = 0, hi = 0;
+        if (!img.pixels.empty()) lo = hi = img.pixels[0];
+        for (float v : img.pixels) lo = v < lo ? v : lo, hi = v > hi ? v : hi;
+        std::printf("%s: %d x %d, exposure %g%s, values %g to %g\n", path, img.width, img.height,
+                    static_cast<double>(img.exposure), img.converted_from_xyz ? ", XYZ converted to RGB" : "",
+                    static_cast<double>(lo), static_cast<double>(hi));
+        for (const auto& line : img.header) std::printf("  %s\n", line.c_str());
+        return 0;
+    } catch (const effects::Error& e) {
+        std::fprintf(stderr, "effects: %s\n", e.what());
+        return 1;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,6 +80,8 @@ int main(int argc, char** argv) {
             std::printf("effects %s\n", EffectsVersion());
         } else if (!std::strcmp(argv[i], "--formats")) {
             print_formats();
+        } else if (!std::strcmp(argv[i], "--hdr-info") && i + 1 < argc) {
+            if (print_hdr_info(argv[++i]) != 0) return 1;
         } else if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
             print_usage(stdout);
         } else {

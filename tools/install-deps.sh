@@ -7,6 +7,7 @@ packages=(
   cmake make g++ gcc binutils pkgconf  # toolchain; OpenMP comes with GCC
   libgtest-dev libgmock-dev googletest # tests
   libbenchmark-dev                     # benchmarks
+  pfstools                             # interchange tests of the Radiance files
   libpng-dev libjpeg-dev               # tests: decoding the bracketed photo sets
 )
 packages+=("$@")

@@ -35,6 +35,9 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
+
+#include <effects/tonemap_plugin.h>
 
 #if defined(_WIN32)
 #if defined(EFFECTS_BUILDING_LIBRARY)
@@ -189,6 +192,9 @@ typedef enum EffectsConversion {
 #define EFFECTS_ERROR_UNKNOWN (-5)          /* not an EffectsConversion value */
 #define EFFECTS_ERROR_OVERLAP (-6)          /* source and destination memory overlap */
 #define EFFECTS_ERROR_MISALIGNED (-7)       /* a buffer not aligned to its channel size */
+#define EFFECTS_ERROR_BAD_FILE (-10)        /* a file's bytes are not an image this reader takes */
+#define EFFECTS_ERROR_IO (-11)              /* a file could not be created, written or replaced */
+#define EFFECTS_ERROR_BUFFER_TOO_SMALL (-12) /* a caller's buffer is smaller than the result */
 
 EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32_t height,
                                         const void* src, intptr_t src_stride, void* dst,
@@ -210,6 +216,85 @@ EFFECTS_API intptr_t EffectsConversionRowBytes(int32_t conversion, int32_t which
    green (3) or blue (4); any other channel writes the rows back unchanged. */
 EFFECTS_API int32_t VexoInvert(EffectsDC destinationDC, EffectsBitmap destinationBitmap, EffectsDC sourceDC,
                                EffectsBitmap sourceBitmap, int32_t channel);
+
+/* ---- Radiance RGBE files ------------------------------------------------
+ * Every writer writes the header "#?RADIANCE", a comment line,
+ * "FORMAT=32-bit_rle_rgbe", "EXPOSURE=          1.0000000000000", a blank
+ * line and "-Y height +X width", then the scanlines top to bottom:
+ * run-length encoded for widths 8..32767, flat pixels otherwise. The work
+ * buffers are the caller's and are overwritten. All return 0. */
+
+/* Bgra8 image; work: width x height x 3 floats. */
+EFFECTS_API int32_t RGBE_WriteHeader_32(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                        const uint8_t* image, float* work);
+/* Rgba16 image; work: width x height x 3 floats. The file holds the header
+   alone (the stream is closed before the pixels); the work buffer is filled. */
+EFFECTS_API int32_t RGBE_WriteHeader_64(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                        const uint16_t* image, float* work);
+/* RgbaFloat image; work: width x height x 3 floats. */
+EFFECTS_API int32_t RGBE_WriteHeader_128(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                         const float* image, float* work);
+/* Three floats per pixel in R, G, B order, written as they are. */
+EFFECTS_API int32_t RGBE_WriteHeader_96(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                        const float* rgb);
+/* Rgbea image, its bytes written without re-encoding (alpha dropped);
+   work: width x height x 4 bytes. */
+EFFECTS_API int32_t RGBE_WriteHeader_RGBEA(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                           const uint8_t* image, uint8_t* work);
+/* Reads a file into width x height x 3 floats (R, G, B) with the caller's
+   size (the file's own size line is checked for presence, not used).
+   Header errors are printed on the error stream ("RGBE read error",
+   "RGBE bad file format: ..."). Returns 0. Never writes past the
+   destination; what a bad or short file does not fill keeps its bytes. */
+EFFECTS_API int32_t RGBE_LoadHDR(const EffectsChar16* fileName, float* data, int32_t width, int32_t height);
+/* Reads width x scanlines pixels from an open stream into three floats
+   each. Returns 0, or 1 on a read or format error. */
+EFFECTS_API int32_t RGBE_ReadPixels_RLE(FILE* file, float* data, int32_t width, int32_t scanlines);
+
+/* ---- Native VZM files ----------------------------------------------------
+ * A 16-byte little-endian header (1976, 1000, the low 16 bits of value1 and
+ * value2, width and height as 32-bit numbers) and the image's bytes as they
+ * lie in memory. All return 0. */
+EFFECTS_API int32_t VexoSaveVZMFile32(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                      int32_t value1, int32_t value2, const uint8_t* image);
+EFFECTS_API int32_t VexoSaveVZMFile64(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                      int32_t value1, int32_t value2, const uint16_t* image);
+EFFECTS_API int32_t VexoSaveVZMFile128(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                       int32_t value1, int32_t value2, const float* image);
+EFFECTS_API int32_t VexoSaveVZMFileRGBEA(const EffectsChar16* fileName, int32_t width, int32_t height,
+                                         int32_t value1, int32_t value2, const uint8_t* image);
+
+/* ---- Checked Radiance reading and writing -------------------------------
+ * What a decoded file is: its size as returned (rows top-down, pixels left
+ * to right, whatever the file's orientation), the product of its EXPOSURE=
+ * values (not applied to the pixels: divide by it for the scene's values),
+ * whether its pixels were XYZ and were converted to RGB, and the length of
+ * its header text (the lines before the blank line, each ending in '\n'). */
+typedef struct EffectsRadianceInfo {
+    int32_t width;
+    int32_t height;
+    float exposure;
+    int32_t converted_from_xyz;
+    intptr_t header_bytes;
+} EffectsRadianceInfo;
+
+/* Decodes a Radiance file of `size` bytes held in memory. With pixels NULL
+   only the header is read and checked. Otherwise pixels receives width x
+   height x 3 floats (pixel_capacity counts floats). header, when not NULL,
+   receives the header text and a NUL (header_capacity bytes). Returns
+   EFFECTS_OK, or a negative code with a message saying what is wrong and
+   where (file offset, scanline) in message (always NUL-terminated when
+   message_capacity > 0). */
+EFFECTS_API int32_t EffectsDecodeRadiance(const void* data, intptr_t size, EffectsRadianceInfo* info, char* header,
+                                          intptr_t header_capacity, float* pixels, intptr_t pixel_capacity,
+                                          char* message, intptr_t message_capacity);
+/* Writes width x height pixels of three floats (R, G, B; rows `stride`
+   bytes apart) as a run-length Radiance file at path (UTF-8). The file is
+   written beside its target under a temporary name and renamed over it once
+   complete: a failed write leaves an older file as it was. Returns
+   EFFECTS_OK or a negative code with the reason in message. */
+EFFECTS_API int32_t EffectsWriteRadiance(const char* path, int32_t width, int32_t height, const float* rgb,
+                                         intptr_t stride, char* message, intptr_t message_capacity);
 
 /* ---- HDR merging -------------------------------------------------------
  * Exposures are Bgra8. The radiance accumulator holds three floats per pixel
@@ -339,6 +424,38 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
 EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
                                           int32_t baseDx, int32_t baseDy, int32_t* dx, int32_t* dy);
 EFFECTS_API void EffectsHdrAlignerDestroy(EffectsHdrAligner* aligner);
+
+/* ---- Tone-mapping plug-ins ----------------------------------------------
+ * A plug-in is a shared library exporting "ToneMapping128to32" and
+ * "TMOptionsUsed"; <effects/tonemap_plugin.h> is its contract. Each call
+ * loads the library named by pluginPath, calls the entry and unloads it. */
+
+/* Calls the plug-in's "ToneMapping128to32" with a1..a5 unchanged and returns
+   0, whatever the entry returns. When the library cannot be loaded, or has no
+   such entry, prints "Couldn't load plugin.\n" on standard output and returns
+   1; a library without the entry is then left loaded. */
+EFFECTS_API int32_t CallToneMapping(const char* pluginPath, intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4,
+                                    intptr_t a5);
+/* The same for the plug-in's "TMOptionsUsed" and the one value a1. */
+EFFECTS_API int32_t CallToneMappingOptions(const char* pluginPath, intptr_t a1);
+
+#define EFFECTS_ERROR_PLUGIN_NOT_FOUND (-30) /* the plug-in library cannot be loaded */
+#define EFFECTS_ERROR_PLUGIN_ENTRY (-31)     /* the library lacks the plug-in entry */
+#define EFFECTS_ERROR_PLUGIN_REFUSED (-32)   /* the plug-in refused its arguments or options */
+
+/* Tone-maps a RgbaFloat image (rows src_stride bytes apart) into a Bgra8 one
+   (rows dst_stride bytes apart) with a plug-in. `plugin` is a path (it holds
+   a '/' or '\\') or a bare operator name such as "reinhard" or "drago", which
+   names the plug-in installed next to this library (effects_<name>.so, or
+   .dll on Windows). options may be NULL; its strides are replaced by the
+   strides given here. Validates everything and returns EFFECTS_OK or a
+   negative EFFECTS_ERROR_... code; prints nothing. */
+EFFECTS_API int32_t EffectsToneMap(const char* plugin, int32_t width, int32_t height, const float* src,
+                                   intptr_t src_stride, uint8_t* dst, intptr_t dst_stride,
+                                   const EffectsToneMapOptions* options);
+/* Writes the EFFECTS_TONEMAP_USES_... bits of the options a plug-in reads
+   into *used. Returns EFFECTS_OK or a negative EFFECTS_ERROR_... code. */
+EFFECTS_API int32_t EffectsToneMapOptionsUsed(const char* plugin, uint32_t* used);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -25,6 +26,12 @@ enum class Errc {
     unknown = EFFECTS_ERROR_UNKNOWN,
     overlap = EFFECTS_ERROR_OVERLAP,
     misaligned = EFFECTS_ERROR_MISALIGNED,
+    plugin_not_found = EFFECTS_ERROR_PLUGIN_NOT_FOUND,
+    plugin_entry = EFFECTS_ERROR_PLUGIN_ENTRY,
+    plugin_refused = EFFECTS_ERROR_PLUGIN_REFUSED,
+    bad_file = EFFECTS_ERROR_BAD_FILE,
+    io = EFFECTS_ERROR_IO,
+    buffer_too_small = EFFECTS_ERROR_BUFFER_TOO_SMALL,
     bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
     out_of_memory = EFFECTS_ERROR_OUT_OF_MEMORY,
     size_mismatch = -100,
@@ -52,6 +59,12 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_UNKNOWN: return "unknown conversion";
         case EFFECTS_ERROR_OVERLAP: return "source and destination overlap";
         case EFFECTS_ERROR_MISALIGNED: return "pixels not aligned to the channel size";
+        case EFFECTS_ERROR_PLUGIN_NOT_FOUND: return "the tone-mapping plug-in cannot be loaded";
+        case EFFECTS_ERROR_PLUGIN_ENTRY: return "the library is not a tone-mapping plug-in";
+        case EFFECTS_ERROR_PLUGIN_REFUSED: return "the tone-mapping plug-in refused its arguments or options";
+        case EFFECTS_ERROR_BAD_FILE: return "not a file this reader takes";
+        case EFFECTS_ERROR_IO: return "file could not be written";
+        case EFFECTS_ERROR_BUFFER_TOO_SMALL: return "buffer too small for the result";
         case EFFECTS_ERROR_BAD_ARGUMENT: return "argument out of range";
         case EFFECTS_ERROR_OUT_OF_MEMORY: return "out of memory";
         default: return "unexpected error";
@@ -212,6 +225,66 @@ EFFECTS_CONVERSION(convert_with_display_gamma, Rgbe, RgbaFloat, EFFECTS_CONVERT_
 
 // The decoding factor 2^(exponent - 136) of a plain RGBE exponent byte.
 inline double rgbe_factor(std::uint8_t exponent) { return ConvertRGBEto128(exponent); }
+
+// ---- tone mapping -------------------------------------------------------------
+// Operators are plug-ins (<effects/tonemap_plugin.h>): a bare name such as
+// effects::reinhard or effects::drago names the plug-in installed next to the
+// library; anything holding a path separator is a plug-in file's path.
+
+inline constexpr const char* reinhard = "reinhard";  // photographic global operator (key, white)
+inline constexpr const char* drago = "drago";        // adaptive logarithmic operator (bias)
+
+// The options an operator may read; an empty one leaves the operator's
+// default (an automatic key, the scene's brightest pixel as white, bias 0.85).
+struct ToneMapOptions {
+    std::optional<float> key;    // scene key value, > 0
+    std::optional<float> white;  // smallest scene luminance mapped to white, > 0
+    std::optional<float> bias;   // logarithm base bias, in (0, 1)
+};
+
+namespace detail {
+inline std::string tonemap_failure(const std::string& op, int32_t rc) {
+    return "tone mapping with \"" + op + "\" failed: " + errc_text(rc);
+}
+}  // namespace detail
+
+// Tone-maps src into dst (same size) for display, with the sRGB curve.
+inline void tonemap(ImageView<const RgbaFloat> src, ImageView<Bgra8> dst, const std::string& op,
+                    const ToneMapOptions& options = {}) {
+    if (src.width() != dst.width() || src.height() != dst.height())
+        throw Error(Errc::size_mismatch, "cannot tone-map " + detail::size_text(src.width(), src.height()) +
+                                             " into " + detail::size_text(dst.width(), dst.height()));
+    EffectsToneMapOptions o{};
+    o.size = sizeof o;
+    o.version = EFFECTS_TONEMAP_OPTIONS_VERSION;
+    const auto give = [&o](const std::optional<float>& value, std::uint32_t bit, float& field) {
+        if (!value) return;
+        o.given |= bit;
+        field = *value;
+    };
+    give(options.key, EFFECTS_TONEMAP_USES_KEY, o.key);
+    give(options.white, EFFECTS_TONEMAP_USES_WHITE, o.white);
+    give(options.bias, EFFECTS_TONEMAP_USES_BIAS, o.bias);
+    const int32_t rc = EffectsToneMap(op.c_str(), src.width(), src.height(), reinterpret_cast<const float*>(src.data()),
+                                      src.stride(), dst.data(), dst.stride(), &o);
+    if (rc != EFFECTS_OK) throw Error(static_cast<Errc>(rc), detail::tonemap_failure(op, rc));
+}
+
+// The same into a new image.
+inline Image<Bgra8> tonemap(ImageView<const RgbaFloat> src, const std::string& op,
+                            const ToneMapOptions& options = {}) {
+    Image<Bgra8> out(src.width(), src.height());
+    tonemap(src, out.view(), op, options);
+    return out;
+}
+
+// Which options the operator reads: EFFECTS_TONEMAP_USES_... bits.
+inline std::uint32_t tonemap_options_used(const std::string& op) {
+    std::uint32_t used = 0;
+    const int32_t rc = EffectsToneMapOptionsUsed(op.c_str(), &used);
+    if (rc != EFFECTS_OK) throw Error(static_cast<Errc>(rc), detail::tonemap_failure(op, rc));
+    return used;
+}
 
 // Version of the loaded library.
 inline std::string version() { return EffectsVersion(); }

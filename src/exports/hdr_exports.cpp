@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "effects/effects.h"
-#include "frame/image_check.hpp"
+#include "frame/image_checks.hpp"
 #include "hdr/align.hpp"
 #include "hdr/aligner.hpp"
 #include "hdr/merge.hpp"
@@ -27,8 +27,9 @@ struct EffectsHdrAligner {
 
 namespace {
 
-constexpr ed::PixelLayout kBgra8{4, 1, 1};
-constexpr ed::PixelLayout kRgbFloat{12, 1, 4};
+// A Bgra8 frame and the pipeline's R, G, B float radiance.
+ed::ImageSide bgra8(const void* p, intptr_t stride) { return {p, stride, 4, 1, 1}; }
+ed::ImageSide rgb_float(const void* p, intptr_t stride) { return {p, stride, 12, 1, 4}; }
 
 template <class Make>
 int32_t create(Make make) {
@@ -140,7 +141,7 @@ EFFECTS_API int32_t EffectsHdrMergeCreate(int32_t width, int32_t height, int32_t
                                           float* rgb, intptr_t stride, EffectsHdrMerge** merge) {
     if (!merge) return EFFECTS_ERROR_NULL_POINTER;
     *merge = nullptr;
-    if (const int32_t rc = ed::check_image(rgb, width, height, stride, kRgbFloat)) return rc;
+    if (const int32_t rc = ed::check_image(width, height, rgb_float(rgb, stride))) return rc;
     if ((weighting != EFFECTS_HDR_WEIGHT_TRIANGLE && weighting != EFFECTS_HDR_WEIGHT_SINE) ||
         (response != EFFECTS_HDR_RESPONSE_GAMMA && response != EFFECTS_HDR_RESPONSE_LINEAR))
         return EFFECTS_ERROR_BAD_ARGUMENT;
@@ -155,7 +156,7 @@ EFFECTS_API int32_t EffectsHdrMergeCreate(int32_t width, int32_t height, int32_t
 EFFECTS_API int32_t EffectsHdrMergeAdd(EffectsHdrMerge* merge, const uint8_t* bgra, intptr_t stride, float exposure,
                                        int32_t dx, int32_t dy) {
     if (!merge) return EFFECTS_ERROR_NULL_POINTER;
-    if (const int32_t rc = ed::check_image(bgra, merge->width, merge->height, stride, kBgra8)) return rc;
+    if (const int32_t rc = ed::check_image(merge->width, merge->height, bgra8(bgra, stride))) return rc;
     if (merge->finished || !std::isfinite(exposure) || !(exposure > 0.0f)) return EFFECTS_ERROR_BAD_ARGUMENT;
     merge->session.add(bgra, stride, exposure, dx, dy);
     return EFFECTS_OK;
@@ -176,7 +177,7 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
                                             EffectsHdrAligner** aligner) {
     if (!aligner) return EFFECTS_ERROR_NULL_POINTER;
     *aligner = nullptr;
-    if (const int32_t rc = ed::check_image(reference, width, height, stride, kBgra8)) return rc;
+    if (const int32_t rc = ed::check_image(width, height, bgra8(reference, stride))) return rc;
     if (maxShift < 0 || area < EFFECTS_HDR_AREA_OVERLAP || area > EFFECTS_HDR_AREA_BEST_ZONE)
         return EFFECTS_ERROR_BAD_ARGUMENT;
     return create([&] {
@@ -189,7 +190,7 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
 EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
                                           int32_t baseDx, int32_t baseDy, int32_t* dx, int32_t* dy) {
     if (!aligner || !dx || !dy) return EFFECTS_ERROR_NULL_POINTER;
-    if (const int32_t rc = ed::check_image(bgra, aligner->width, aligner->height, stride, kBgra8)) return rc;
+    if (const int32_t rc = ed::check_image(aligner->width, aligner->height, bgra8(bgra, stride))) return rc;
     const int32_t limit = aligner->aligner.max_shift();
     if (baseDx < -limit || baseDx > limit || baseDy < -limit || baseDy > limit) return EFFECTS_ERROR_BAD_ARGUMENT;
     return create([&] {

@@ -3,9 +3,10 @@
 #include "frame/convert.hpp"
 
 #include <cstddef>
+#include <limits>
 
 #include "effects/formats.hpp"
-#include "frame/image_check.hpp"
+#include "frame/image_checks.hpp"
 #include "frame/isa.hpp"
 #include "frame/parallel.hpp"
 
@@ -39,6 +40,16 @@ const ConversionKernel* conversion_kernel(int32_t id) {
         case KernelIsa::Avx2: return &conversion_kernels_avx2()[id];
 #endif
         default: return &conversion_kernels_baseline()[id];
+    }
+}
+
+const RadianceRowKernels& radiance_row_kernels() {
+    switch (active_kernel_isa()) {
+#if EFFECTS_HAVE_ISA_KERNELS
+        case KernelIsa::Avx512: return *radiance_row_kernels_avx512();
+        case KernelIsa::Avx2: return *radiance_row_kernels_avx2();
+#endif
+        default: return *radiance_row_kernels_baseline();
     }
 }
 
@@ -82,15 +93,12 @@ int32_t convert_image(int32_t id, int32_t width, int32_t height, const void* src
                       void* dst, intptr_t dst_stride) {
     const ConversionKernel* k = conversion_kernel(id);
     if (!k) return EFFECTS_ERROR_UNKNOWN;
-    const PixelLayout src_layout{k->src_bytes_per_pixel, k->src_row_align, k->src_channel_bytes};
-    const PixelLayout dst_layout{k->dst_bytes_per_pixel, 1, k->dst_channel_bytes};
-    ImageSpan s, d;
-    if (const int32_t rc = check_image_extent(src, width, height, src_stride, src_layout, &s)) return rc;
-    if (const int32_t rc = check_image_extent(dst, width, height, dst_stride, dst_layout, &d)) return rc;
-    if (width == 0 || height == 0) return EFFECTS_OK;
-    if (s.begin < d.end && d.begin < s.end) return EFFECTS_ERROR_OVERLAP;
-    if (const int32_t rc = check_image_alignment(src, src_stride, src_layout)) return rc;
-    if (const int32_t rc = check_image_alignment(dst, dst_stride, dst_layout)) return rc;
+    // Rgb8 source rows keep their padding to 4 bytes.
+    const int32_t rc =
+        check_image_pair(width, height,
+                         {src, src_stride, k->src_bytes_per_pixel, k->src_row_align, k->src_channel_bytes},
+                         {dst, dst_stride, k->dst_bytes_per_pixel, 1, k->dst_channel_bytes});
+    if (rc != EFFECTS_OK || width == 0 || height == 0) return rc;
     run_rows(*k, width, height, src, src_stride, dst, dst_stride);
     return EFFECTS_OK;
 }

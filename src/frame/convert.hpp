@@ -28,6 +28,22 @@ const ConversionKernel* conversion_kernels_baseline();
 const ConversionKernel* conversion_kernels_avx2();
 const ConversionKernel* conversion_kernels_avx512();
 
+// Row kernels of the Radiance files, outside the table of conversions:
+// each maps n pixels of one packed row.
+struct RadianceRowKernels {
+    void (*bgra8_to_rgbf)(const void* src, void* dst, int64_t n);   // bytes / 255, reversed
+    void (*rgba16_to_rgbf)(const void* src, void* dst, int64_t n);  // words / 32767, reversed
+    void (*rgbaf_to_rgbf)(const void* src, void* dst, int64_t n);   // floats, reversed, alpha dropped
+    void (*rgbea_to_rgbe)(const void* src, void* dst, int64_t n);   // bytes 2, 1, 0, 3
+    void (*rgbf_to_rgbe)(const void* src, void* dst, int64_t n);    // RGBE encoding, clamped mantissas
+    void (*rgbe_to_rgbf)(const void* src, void* dst, int64_t n);    // half-step decoding, order kept
+};
+// The Radiance kernels for the active instruction set, and their tables.
+const RadianceRowKernels& radiance_row_kernels();
+const RadianceRowKernels* radiance_row_kernels_baseline();
+const RadianceRowKernels* radiance_row_kernels_avx2();
+const RadianceRowKernels* radiance_row_kernels_avx512();
+
 // Geometry form over packed rows (the legacy exports).
 void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst);
 // Count form: `count` channel values mapped one by one, split among threads.

@@ -18,6 +18,9 @@
 #ifndef EFFECTS_KERNEL_TABLE
 #error "include from a convert_kernels_<isa>.cpp that defines EFFECTS_KERNEL_TABLE"
 #endif
+#ifndef EFFECTS_RADIANCE_TABLE
+#error "include from a convert_kernels_<isa>.cpp that defines EFFECTS_RADIANCE_TABLE"
+#endif
 
 namespace effects::detail {
 namespace {
@@ -170,6 +173,10 @@ EFFECTS_ROW_KERNEL void p16to15(const void* s_, void* d_, int64_t n) {
     }
 }
 
+// A pixel word (little-endian bytes 0..3) with bytes 0 and 2 swapped: the
+// mantissas between the file's R, G, B and the library's B, G, R order.
+inline uint32_t swap_mantissa_order(uint32_t w) { return (w & 0xFF00FF00u) | (w & 0xFFu) << 16 | (w >> 16 & 0xFFu); }
+
 // Rgbe to Rgbea: mantissas into B, G, R order, exponent kept, alpha opaque;
 // words rearranged in blocks and stored through the 5-byte packer.
 EFFECTS_ROW_KERNEL void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
@@ -183,12 +190,12 @@ EFFECTS_ROW_KERNEL void pRGBEtoRGBEA(const void* s_, void* d_, int64_t n) {
         const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
         std::memcpy(word, s + 4 * x0, static_cast<size_t>(count) * 4);
         for (int64_t i = 0; i < count; ++i) {
-            const uint32_t w = word[i];  // little-endian R, G, B, E
-            word[i] = (w & 0xFF00FF00u) | (w & 0xFFu) << 16 | (w >> 16 & 0xFFu);
+            word[i] = swap_mantissa_order(word[i]);
         }
         pack_five_byte_pixels(d + 5 * x0, word, opaque, count);
     }
 }
+
 
 // ---- RGBE encoders -------------------------------------------------------
 
@@ -384,6 +391,41 @@ void pRGBFto128gamma(const void* s_, void* d_, int64_t n) {
     }
 }
 
+// ---- rows of the Radiance files ---------------------------------------------
+
+// The writers' preparation steps: the library's formats to float R, G, B
+// (8-bit and 15-bit scaled to 1.0, floats copied), and Rgbea to the file's
+// R, G, B, E bytes with alpha dropped.
+EFFECTS_ROW_KERNEL void p32toRGBF(const void* s, void* d, int64_t n) {
+    map_pixels<uint8_t, float, 4, 3, 2, 1, 0>(s, d, n, [](uint8_t v) { return static_cast<float>(v) * kInv255; });
+}
+
+EFFECTS_ROW_KERNEL void p64toRGBF(const void* s, void* d, int64_t n) {
+    map_pixels<uint16_t, float, 4, 3, 2, 1, 0>(
+        s, d, n, [](uint16_t v) { return static_cast<float>(static_cast<int16_t>(v)) * kInv32767; });
+}
+
+EFFECTS_ROW_KERNEL void pRGBEAtoRGBE(const void* s_, void* d_, int64_t n) {
+    const uint8_t* __restrict s = static_cast<const uint8_t*>(s_);
+    uint8_t* __restrict d = static_cast<uint8_t*>(d_);
+    constexpr int64_t kBlock = 256;
+    uint32_t word[kBlock];
+    uint8_t alpha[kBlock];
+    for (int64_t x0 = 0; x0 < n; x0 += kBlock) {
+        const int64_t count = n - x0 < kBlock ? n - x0 : kBlock;
+        unpack_five_byte_pixels(s + 5 * x0, word, alpha, count);
+        for (int64_t i = 0; i < count; ++i) word[i] = swap_mantissa_order(word[i]);
+        std::memcpy(d + 4 * x0, word, static_cast<size_t>(count) * 4);
+    }
+}
+
+// The readers' step: file bytes R, G, B, E to float R, G, B, half-step
+// decoding, order kept.
+EFFECTS_ROW_KERNEL void pRGBEtoRGBF(const void* s, void* d, int64_t n) {
+    decode_row<float, 4, 3, 0, 1, 2, RgbeDecoding::HalfStep>(static_cast<const uint8_t*>(s),
+                                                             static_cast<float*>(d), n, as_is, alpha_one);
+}
+
 // ---- the table -------------------------------------------------------------
 
 // Bytes of one channel of a format, from its bytes per pixel.
@@ -436,5 +478,11 @@ static_assert(sizeof(kKernels) / sizeof(kKernels[0]) == EFFECTS_CONVERT_RGBE_TO_
 }  // namespace
 
 const ConversionKernel* EFFECTS_KERNEL_TABLE() { return kKernels; }
+
+const RadianceRowKernels* EFFECTS_RADIANCE_TABLE() {
+    static const RadianceRowKernels k{p32toRGBF, p64toRGBF, p4to3_reversed<float>, pRGBEAtoRGBE, p128RGBtoRGBE,
+                                      pRGBEtoRGBF};
+    return &k;
+}
 
 }  // namespace effects::detail

@@ -8,6 +8,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#if defined(__SANITIZE_THREAD__)
+#include <thread>
+#include <vector>
+#endif
 
 namespace effects::detail {
 
@@ -27,6 +31,27 @@ inline RowBlock static_block(int64_t rows, int t, int nt) {
 
 // Calls fn(thread, begin, end) once per thread with a non-empty block of
 // rows. `thread` indexes per-thread partials sized by team_capacity().
+#if defined(__SANITIZE_THREAD__)
+// ThreadSanitizer cannot see the OpenMP runtime's barriers (they are not
+// built with it), so under it the team is made of threads it does see,
+// started here and joined before the call returns: the same blocks, the same
+// bodies, a synchronisation it can check.
+template <class Fn>
+void parallel_blocks(int64_t rows, Fn&& fn) {
+    if (rows < 1) return;
+    const int nt = team_capacity() > 0 ? team_capacity() : 1;
+    std::vector<std::thread> team;
+    team.reserve(static_cast<size_t>(nt - 1));
+    for (int t = 1; t < nt; ++t)
+        team.emplace_back([&fn, rows, t, nt] {
+            const RowBlock b = static_block(rows, t, nt);
+            if (b.begin < b.end) fn(t, b.begin, b.end);
+        });
+    const RowBlock b = static_block(rows, 0, nt);
+    if (b.begin < b.end) fn(0, b.begin, b.end);
+    for (std::thread& th : team) th.join();
+}
+#else
 template <class Fn>
 void parallel_blocks(int64_t rows, Fn&& fn) {
     if (rows < 1) return;
@@ -36,6 +61,7 @@ void parallel_blocks(int64_t rows, Fn&& fn) {
         if (b.begin < b.end) fn(omp_get_thread_num(), b.begin, b.end);
     }
 }
+#endif
 
 // Calls fn(begin, end) over contiguous row blocks, one per thread.
 template <class Fn>

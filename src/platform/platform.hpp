@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace effects::detail::platform {
 
@@ -79,5 +80,13 @@ bool delete_object(Object object);
 Library load_library(const char* path);
 void* find_entry(Library library, const char* name);
 bool free_library(Library library);
+
+// Folder of the module (shared library or program) that holds this code,
+// ending in its path separator; empty when the host cannot tell. Plug-ins
+// installed with the library are found there.
+std::string module_directory();
+
+// File name ending of a loadable library on this host (".so", ".dll").
+const char* library_suffix();
 
 }  // namespace effects::detail::platform

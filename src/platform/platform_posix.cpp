@@ -242,6 +242,22 @@ void* find_entry(Library library, const char* name) { return library && name ? d
 
 bool free_library(Library library) { return library && dlclose(library) == 0; }
 
+std::string module_directory() {
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<void*>(&module_directory), &info) || !info.dli_fname) return {};
+    const std::string file = info.dli_fname;
+    const std::size_t slash = file.rfind('/');
+    return slash == std::string::npos ? std::string() : file.substr(0, slash + 1);
+}
+
+const char* library_suffix() {
+#if defined(__APPLE__)
+    return ".dylib";
+#else
+    return ".so";
+#endif
+}
+
 // ---- the host's side ----
 
 namespace posix {

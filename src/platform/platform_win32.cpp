@@ -1,13 +1,7 @@
 // The platform calls on Windows: GDI and the Win32 loader, called as they
 // are. The header travels in a BITMAPINFO with room for a colour table, so
 // that a call that reports bit-field masks or colours never writes past it.
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "platform/win32_host.hpp"
 
 #include <cstring>
 
@@ -89,5 +83,20 @@ void* find_entry(Library library, const char* name) {
 }
 
 bool free_library(Library library) { return library && FreeLibrary(static_cast<HMODULE>(library)) != 0; }
+
+std::string module_directory() {
+    HMODULE self = nullptr;
+    if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            reinterpret_cast<LPCSTR>(&module_directory), &self))
+        return {};
+    char name[MAX_PATH + 1];
+    const DWORD n = GetModuleFileNameA(self, name, MAX_PATH);
+    if (n == 0 || n >= MAX_PATH) return {};
+    const std::string file(name, n);
+    const std::size_t slash = file.find_last_of("\\/");
+    return slash == std::string::npos ? std::string() : file.substr(0, slash + 1);
+}
+
+const char* library_suffix() { return ".dll"; }
 
 }  // namespace effects::detail::platform

@@ -16,12 +16,6 @@ namespace {
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-template <class T>
-std::vector<uint8_t> bytes_of(const std::vector<T>& v) {
-    std::vector<uint8_t> b(v.size() * sizeof(T));
-    std::memcpy(b.data(), v.data(), b.size());
-    return b;
-}
 
 // ---- Float to 8 and 15 bits ------------------------------------------------------
 

@@ -29,6 +29,14 @@ inline float bits_to_float(uint32_t b) {
     std::memcpy(&f, &b, 4);
     return f;
 }
+// The bytes of a vector of any trivially copyable type.
+template <class T>
+std::vector<uint8_t> bytes_of(const std::vector<T>& v) {
+    std::vector<uint8_t> b(v.size() * sizeof(T));
+    if (!b.empty()) std::memcpy(b.data(), v.data(), b.size());
+    return b;
+}
+
 inline uint32_t float_to_bits(float f) {
     uint32_t b;
     std::memcpy(&b, &f, 4);
