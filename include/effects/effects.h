@@ -556,20 +556,27 @@ EFFECTS_API void EffectsHdrMergeDestroy(EffectsHdrMerge* merge);
 
 /* An aligner keeps the reference frame's greys at every level of a 2x
  * pyramid (about 1.4 bytes per pixel) and finds each other frame's shift
- * within +-maxShift coarse to fine: the full window at the coarsest level,
- * then the 5x5 around the doubled estimate at each finer one (3x3 at full
- * size). Both frames' greys are split at one shared quantile (the median,
- * moved inside what neither frame has clipped) and thresholded with the rule
- * of VexoHDRCreateAlignMTB. The overlap and the centre are compared over one
- * fixed rectangle per level (VexoHDRTotalAlignmentRegion), the best zone
- * with VexoHDRTotalAlignmentZones. Among equal errors the candidate nearest
- * the window's centre (|dx| + |dy|) wins, then the smaller dy, then the
- * smaller dx. */
+ * coarse to fine: the full window at the coarsest level, then the 5x5 around
+ * the doubled estimate at each finer one, full size included. Both frames'
+ * greys are split at one shared quantile of the compared window (the median,
+ * moved inside what neither frame has clipped there) and thresholded with
+ * the rule of VexoHDRCreateAlignMTB. The overlap and the centre are compared
+ * over one fixed rectangle per level (the pixels of
+ * VexoHDRTotalAlignmentRegion), the best zone over the pixels of
+ * VexoHDRTotalAlignmentZones, with the same mean XOR as those functions
+ * (counted on bitmaps packed 64 pixels to a word). Among equal errors the
+ * candidate nearest the window's centre (|dx| + |dy|) wins, then the smaller
+ * dy, then the smaller dx. */
 EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const uint8_t* reference,
                                             intptr_t stride, int32_t maxShift, int32_t area,
                                             EffectsHdrAligner** aligner);
+/* The aligner's reference lies (baseDx, baseDy) from the bracket's reference
+   frame (0, 0 when it is that frame; each within +-maxShift); the shift
+   found keeps baseDx + dx and baseDy + dy within +-maxShift, so that
+   maxShift bounds every frame's total shift however the frames are
+   chained. */
 EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
-                                          int32_t* dx, int32_t* dy);
+                                          int32_t baseDx, int32_t baseDy, int32_t* dx, int32_t* dy);
 EFFECTS_API void EffectsHdrAlignerDestroy(EffectsHdrAligner* aligner);
 
 /* ---- Tone-mapping plug-ins ----------------------------------------------

@@ -44,7 +44,7 @@ struct Shift {
 };
 
 struct AlignOptions {
-    std::int32_t max_shift = 64;  // each frame within +-max_shift of its neighbour in x and y
+    std::int32_t max_shift = 64;  // every frame within +-max_shift of the reference in x and y
     Area area = Area::overlap;
     std::int32_t reference = -1;  // index of the reference frame; -1: the middle one
 };
@@ -115,14 +115,17 @@ public:
                       "cannot prepare the alignment");
         handle_.reset(a);
     }
-    Shift find(ImageView<const Bgra8> frame) const {
+    // `base`: where the aligner's reference lies from the bracket's
+    // reference; the shift found keeps base + shift within +-max_shift.
+    Shift find(ImageView<const Bgra8> frame, Shift base = {}) const {
         if (frame.width() != width_ || frame.height() != height_)
             throw Error(Errc::size_mismatch, "cannot align a frame of " +
                                                  effects::detail::size_text(frame.width(), frame.height()) +
                                                  " with a reference of " +
                                                  effects::detail::size_text(width_, height_));
         Shift s;
-        detail::check(EffectsHdrAlignerFind(handle_.get(), frame.data(), frame.stride(), &s.dx, &s.dy),
+        detail::check(EffectsHdrAlignerFind(handle_.get(), frame.data(), frame.stride(), base.dx, base.dy,
+                                                    &s.dx, &s.dy),
                       "cannot align a frame");
         return s;
     }
@@ -173,8 +176,9 @@ private:
 // One shift per frame relative to the reference (whose shift is {0, 0}).
 // Each frame is aligned to its neighbour on the way to the reference and
 // the steps are summed, so that frames many stops from the reference are
-// compared with one that sees the same contours; max_shift bounds each
-// step (a frame's shift from its neighbour). Every frame is loaded once.
+// compared with one that sees the same contours; every step is searched
+// only where the sum stays within +-max_shift, so max_shift bounds each
+// frame's total shift from the reference. Every frame is loaded once.
 inline std::vector<Shift> align(const Bracket& bracket, const AlignOptions& options = {}) {
     std::vector<Shift> shifts(bracket.size());
     if (bracket.size() < 2) return shifts;
@@ -184,19 +188,18 @@ inline std::vector<Shift> align(const Bracket& bracket, const AlignOptions& opti
         throw Error(Errc::bad_argument, "reference frame " + std::to_string(options.reference) +
                                             " of a bracket of " + std::to_string(bracket.size()));
     std::optional<Aligner> reference;
-    const std::int32_t step_limit = options.max_shift;
-    bracket.with_frame(ref, [&](ImageView<const Bgra8> f) { reference.emplace(f, step_limit, options.area); });
+    bracket.with_frame(ref, [&](ImageView<const Bgra8> f) { reference.emplace(f, options.max_shift, options.area); });
     for (const int step : {1, -1}) {
         std::optional<Aligner> neighbour;
         Shift sum;
         for (auto i = static_cast<std::ptrdiff_t>(ref) + step;
              i >= 0 && i < static_cast<std::ptrdiff_t>(bracket.size()); i += step)
             bracket.with_frame(static_cast<std::size_t>(i), [&](ImageView<const Bgra8> f) {
-                const Shift s = (neighbour ? *neighbour : *reference).find(f);
+                const Shift s = (neighbour ? *neighbour : *reference).find(f, sum);
                 sum = {sum.dx + s.dx, sum.dy + s.dy};
                 shifts[static_cast<std::size_t>(i)] = sum;
                 if (i + step >= 0 && i + step < static_cast<std::ptrdiff_t>(bracket.size()))
-                    neighbour.emplace(f, step_limit, options.area);
+                    neighbour.emplace(f, options.max_shift, options.area);
             });
     }
     return shifts;

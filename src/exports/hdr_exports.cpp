@@ -2,12 +2,13 @@
 // shims over src/hdr/, unchecked like every legacy export) and the checked
 // EffectsHdr... entry points of the streamed pipeline.
 #include <cmath>
-#include <limits>
 #include <new>
 #include <stdexcept>
 
 #include "effects/effects.h"
+#include "frame/image_checks.hpp"
 #include "hdr/align.hpp"
+#include "hdr/aligner.hpp"
 #include "hdr/merge.hpp"
 #include "hdr/pipeline.hpp"
 
@@ -26,18 +27,9 @@ struct EffectsHdrAligner {
 
 namespace {
 
-// Checks an image of width x height pixels of `bpp` bytes whose rows are
-// `stride` bytes apart and start on a multiple of `align` bytes.
-int32_t check_image(const void* p, int32_t width, int32_t height, intptr_t stride, int bpp, int align) {
-    if (width < 0 || height < 0) return EFFECTS_ERROR_NEGATIVE_SIZE;
-    if (width == 0 || height == 0) return EFFECTS_OK;
-    if (!p) return EFFECTS_ERROR_NULL_POINTER;
-    const int64_t row = int64_t{width} * bpp;
-    if (stride < row || stride % align) return EFFECTS_ERROR_BAD_STRIDE;
-    if (stride > std::numeric_limits<intptr_t>::max() / 2 / height) return EFFECTS_ERROR_TOO_LARGE;
-    if (reinterpret_cast<uintptr_t>(p) % static_cast<uintptr_t>(align)) return EFFECTS_ERROR_MISALIGNED;
-    return EFFECTS_OK;
-}
+// A Bgra8 frame and the pipeline's R, G, B float radiance.
+ed::ImageSide bgra8(const void* p, intptr_t stride) { return {p, stride, 4, 1, 1}; }
+ed::ImageSide rgb_float(const void* p, intptr_t stride) { return {p, stride, 12, 1, 4}; }
 
 template <class Make>
 int32_t create(Make make) {
@@ -149,7 +141,7 @@ EFFECTS_API int32_t EffectsHdrMergeCreate(int32_t width, int32_t height, int32_t
                                           float* rgb, intptr_t stride, EffectsHdrMerge** merge) {
     if (!merge) return EFFECTS_ERROR_NULL_POINTER;
     *merge = nullptr;
-    if (const int32_t rc = check_image(rgb, width, height, stride, 12, 4)) return rc;
+    if (const int32_t rc = ed::check_image(width, height, rgb_float(rgb, stride))) return rc;
     if ((weighting != EFFECTS_HDR_WEIGHT_TRIANGLE && weighting != EFFECTS_HDR_WEIGHT_SINE) ||
         (response != EFFECTS_HDR_RESPONSE_GAMMA && response != EFFECTS_HDR_RESPONSE_LINEAR))
         return EFFECTS_ERROR_BAD_ARGUMENT;
@@ -164,7 +156,7 @@ EFFECTS_API int32_t EffectsHdrMergeCreate(int32_t width, int32_t height, int32_t
 EFFECTS_API int32_t EffectsHdrMergeAdd(EffectsHdrMerge* merge, const uint8_t* bgra, intptr_t stride, float exposure,
                                        int32_t dx, int32_t dy) {
     if (!merge) return EFFECTS_ERROR_NULL_POINTER;
-    if (const int32_t rc = check_image(bgra, merge->width, merge->height, stride, 4, 1)) return rc;
+    if (const int32_t rc = ed::check_image(merge->width, merge->height, bgra8(bgra, stride))) return rc;
     if (merge->finished || !std::isfinite(exposure) || !(exposure > 0.0f)) return EFFECTS_ERROR_BAD_ARGUMENT;
     merge->session.add(bgra, stride, exposure, dx, dy);
     return EFFECTS_OK;
@@ -185,7 +177,7 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
                                             EffectsHdrAligner** aligner) {
     if (!aligner) return EFFECTS_ERROR_NULL_POINTER;
     *aligner = nullptr;
-    if (const int32_t rc = check_image(reference, width, height, stride, 4, 1)) return rc;
+    if (const int32_t rc = ed::check_image(width, height, bgra8(reference, stride))) return rc;
     if (maxShift < 0 || area < EFFECTS_HDR_AREA_OVERLAP || area > EFFECTS_HDR_AREA_BEST_ZONE)
         return EFFECTS_ERROR_BAD_ARGUMENT;
     return create([&] {
@@ -196,11 +188,13 @@ EFFECTS_API int32_t EffectsHdrAlignerCreate(int32_t width, int32_t height, const
 }
 
 EFFECTS_API int32_t EffectsHdrAlignerFind(const EffectsHdrAligner* aligner, const uint8_t* bgra, intptr_t stride,
-                                          int32_t* dx, int32_t* dy) {
+                                          int32_t baseDx, int32_t baseDy, int32_t* dx, int32_t* dy) {
     if (!aligner || !dx || !dy) return EFFECTS_ERROR_NULL_POINTER;
-    if (const int32_t rc = check_image(bgra, aligner->width, aligner->height, stride, 4, 1)) return rc;
+    if (const int32_t rc = ed::check_image(aligner->width, aligner->height, bgra8(bgra, stride))) return rc;
+    const int32_t limit = aligner->aligner.max_shift();
+    if (baseDx < -limit || baseDx > limit || baseDy < -limit || baseDy > limit) return EFFECTS_ERROR_BAD_ARGUMENT;
     return create([&] {
-        aligner->aligner.find(bgra, stride, dx, dy);
+        aligner->aligner.find(bgra, stride, baseDx, baseDy, dx, dy);
         return EFFECTS_OK;
     });
 }

@@ -23,11 +23,6 @@ inline int32_t truncate_double(double v) {
     return v >= -2147483648.0 && v < 2147483648.0 ? static_cast<int32_t>(v) : INT32_MIN;
 }
 
-EFFECTS_VECTOR_CLONES void grey_row(const uint8_t* __restrict src, uint8_t* __restrict dst, int64_t n) {
-    for (int64_t i = 0; i < n; ++i)
-        dst[i] = static_cast<uint8_t>((src[4 * i] + src[4 * i + 1] + src[4 * i + 2]) / 3);
-}
-
 EFFECTS_VECTOR_CLONES void threshold_row(uint8_t* p, int64_t n, int32_t threshold) {
     for (int64_t i = 0; i < n; ++i) p[i] = p[i] > threshold ? 1 : 0;
 }
@@ -44,10 +39,7 @@ EFFECTS_VECTOR_CLONES int64_t xor_row(const uint8_t* __restrict a, const uint8_t
     return total;
 }
 
-struct Area {
-    int64_t x0, x1, y0, y1;  // half-open columns and rows of the reference
-    int64_t pixels() const { return x1 > x0 && y1 > y0 ? (x1 - x0) * (y1 - y0) : 0; }
-};
+using Area = XorArea;
 
 // Sum of the XORs over the area as a float accumulated pixel by pixel in
 // row-major order: exact while it stays below 2^24, where the serial float
@@ -154,6 +146,11 @@ int32_t pick_zone(int32_t width, int32_t height, const uint8_t* pixels, std::ptr
 
 }  // namespace
 
+EFFECTS_VECTOR_CLONES void grey_row(const uint8_t* __restrict src, uint8_t* __restrict dst, int64_t n) {
+    for (int64_t i = 0; i < n; ++i)
+        dst[i] = static_cast<uint8_t>((src[4 * i] + src[4 * i + 1] + src[4 * i + 2]) / 3);
+}
+
 void grey_plane(int32_t width, int32_t height, const uint8_t* pixels, std::ptrdiff_t stride, uint8_t* greys) {
     if (width < 1) return;
     parallel_rows(height, [&](int64_t y0, int64_t y1) {
@@ -162,7 +159,13 @@ void grey_plane(int32_t width, int32_t height, const uint8_t* pixels, std::ptrdi
 }
 
 // The threshold mixes the middle of the grey range with the mean taken over
-// one pixel fewer than the image has; greys equal to it count as dark.
+// one pixel fewer than the image has.
+int32_t bitmap_threshold(int32_t lo, int32_t hi, int64_t sum, int64_t count) {
+    const double mean = static_cast<double>(sum) / static_cast<double>(count - 1);
+    return truncate_double((static_cast<double>((lo + hi) / 2) + mean) * 0.5);
+}
+
+// Greys equal to the threshold count as dark.
 void threshold_greys(int32_t width, int32_t height, uint8_t* greys) {
     if (width < 1 || height < 1) return;
     struct Stats {
@@ -187,8 +190,7 @@ void threshold_greys(int32_t width, int32_t height, uint8_t* greys) {
         all.hi = std::max(all.hi, partial[t].hi);
         all.sum += partial[t].sum;
     }
-    const double mean = static_cast<double>(all.sum) / static_cast<double>(int64_t{width} * height - 1);
-    const int32_t threshold = truncate_double((static_cast<double>((all.lo + all.hi) / 2) + mean) * 0.5);
+    const int32_t threshold = bitmap_threshold(all.lo, all.hi, all.sum, int64_t{width} * height);
     parallel_rows(height, [&](int64_t y0, int64_t y1) {
         for (int64_t y = y0; y < y1; ++y) threshold_row(greys + y * width, width, threshold);
     });
@@ -253,17 +255,27 @@ float error_third(int32_t width, int32_t height, int32_t dx, int32_t dy, const u
 double error_region(int32_t width, int32_t height, int32_t dx, int32_t dy, const uint8_t* ref, const uint8_t* other,
                     int32_t left, int32_t right, int32_t top, int32_t bottom) {
     if (width < 1 || height < 1) return 0.0;
+    return mean_xor(width, dx, dy, ref, other, region_area(width, height, dx, dy, left, right, top, bottom));
+}
+
+XorArea region_area(int32_t width, int32_t height, int32_t dx, int32_t dy, int32_t left, int32_t right, int32_t top,
+                    int32_t bottom) {
     const int64_t ax = std::abs(int64_t{dx}), ay = std::abs(int64_t{dy});
     Area a{std::max<int64_t>(left + ax, 0), right + ax, std::max<int64_t>(top + ay, 0), bottom + ay};
     if (a.x1 >= width) a.x1 = width - 1;
     if (a.y1 >= height) a.y1 = height - 1;
-    if (a.y0 >= a.y1) return 0.0;
-    return mean_xor(width, dx, dy, ref, other, a);
+    if (a.y0 >= a.y1) return {};
+    return a;
 }
 
 double error_zone(int32_t width, int32_t height, int32_t dx, int32_t dy, const uint8_t* ref, const uint8_t* other,
                   int32_t zone) {
-    if (width < 1 || height < 1 || zone < 1 || zone > 5) return 0.0;
+    if (width < 1 || height < 1) return 0.0;
+    return mean_xor(width, dx, dy, ref, other, zone_area(width, height, dx, dy, zone));
+}
+
+XorArea zone_area(int32_t width, int32_t height, int32_t dx, int32_t dy, int32_t zone) {
+    if (zone < 1 || zone > 5) return {};
     const int64_t ax = std::abs(int64_t{dx}), ay = std::abs(int64_t{dy});
     const int64_t w = width, h = height;
     // Column start, column end E, row start, row base R of each zone.
@@ -276,8 +288,8 @@ double error_zone(int32_t width, int32_t height, int32_t dx, int32_t dy, const u
     };
     const int64_t* z = table[zone - 1];
     const Area a{z[0], z[1] - 1, z[2], z[3] - ay - 1};
-    if (a.x1 < 1 || a.y1 < 1) return 0.0;
-    return mean_xor(width, dx, dy, ref, other, a);
+    if (a.x1 < 1 || a.y1 < 1) return {};
+    return a;
 }
 
 // A band in the middle third of the height, from a tenth of the width to

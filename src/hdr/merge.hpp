@@ -14,11 +14,25 @@ void weight_sine(double* table);
 void response_gamma(float* table, int32_t count);
 void response_linear(float* table, int32_t count);
 
-// One row of the accumulation: n Bgra8 pixels into n R,G,B float triples and
-// n weight sums. The weight of a pixel is the mean of its three table
-// entries, summed in double in the order red, green, blue.
-void combine_row(const uint8_t* src, float* acc, float* plane, int64_t n, float inverse, const double* weights,
-                 const float* response);
+// The per-code terms of one exposure: the weight table as given, and the
+// response times the exposure's 1/t (the first product of each channel's
+// term, formed once per code instead of once per pixel).
+struct CombineTable {
+    double weight[256];
+    float scaled[256];
+    // When every weight is a float widened to double (the library's own
+    // tables are), the same terms as pairs {scaled, weight as float}, one
+    // 8-byte entry per code for the vector kernel.
+    bool float_weights;
+    float pairs[256][2];
+};
+void combine_table(const double* weights, const float* response, float inverse, CombineTable& table);
+
+// One row of the accumulation: n Bgra8 pixels into n R, G, B float triples
+// and n weight sums. The weight of a pixel is the mean of its three table
+// entries, summed in double in the order red, green, blue; each channel adds
+// scaled[code] x weight.
+void combine_row(const uint8_t* src, float* acc, float* plane, int64_t n, const CombineTable& table);
 
 // One row of the final division: a zero weight sum becomes 1.0 in the plane,
 // then each channel is divided by the sum and multiplied by `inverse`.

@@ -166,6 +166,32 @@ TEST(HdrMerge, MatchesThePlainAccumulationByteForByte) {
             }
 }
 
+// Caller tables of any double values (not floats widened, some negative,
+// one NaN) and a response of any floats take the general path of the
+// accumulation; the bytes still follow the plain loop.
+TEST(HdrMerge, CallerTablesOfAnyDoublesMatchThePlainAccumulation) {
+    std::mt19937 rng(42);
+    std::uniform_real_distribution<double> u(-0.2, 1.5);
+    for (const bool narrow : {false, true}) {
+        std::vector<double> W(256);
+        std::vector<float> F(256);
+        for (int i = 0; i < 256; ++i) {
+            W[i] = narrow ? static_cast<double>(static_cast<float>(u(rng))) : u(rng);
+            F[i] = static_cast<float>(u(rng) * 3.0);
+        }
+        if (!narrow) W[7] = std::nan("");
+        for (const Size s : {Size{31, 5}, Size{8, 2}, Size{7, 3}}) {
+            const size_t n = static_cast<size_t>(s.w) * s.h;
+            std::vector<float> acc(3 * n, 0.5f), plane(n, 0.25f), racc(acc), rplane(plane);
+            const auto px = random_bgra(s.w, s.h, 7u + static_cast<uint32_t>(s.w));
+            VexoHDRNewCombineArray(s.w, s.h, 0.3f, px.data(), acc.data(), W.data(), F.data(), plane.data());
+            reference_combine(s.w, s.h, 0.3f, px.data(), racc.data(), W.data(), F.data(), rplane.data());
+            EXPECT_EQ(0, std::memcmp(acc.data(), racc.data(), acc.size() * 4)) << narrow << " " << s.w;
+            EXPECT_EQ(0, std::memcmp(plane.data(), rplane.data(), plane.size() * 4)) << narrow << " " << s.w;
+        }
+    }
+}
+
 TEST(HdrMerge, ClippedPixelsEndAtZeroWithPlaneOne) {
     for (const auto& W : {triangle(), sine()}) {
         const auto F = gamma_table();

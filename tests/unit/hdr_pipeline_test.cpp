@@ -3,6 +3,7 @@
 // merge's agreement with the exports, borders that only some frames cover,
 // the checked entry points' errors, and the bracketed photo sets on disk.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -32,11 +33,11 @@ struct Bracketed {
     }
 };
 
-// Five frames two stops apart; the middle one is the reference.
-Bracketed make_bracket(int w, int h, const std::vector<hdr::Shift>& shifts, uint32_t seed) {
+// Frames `stops` apart (two by default); the middle one is the reference.
+Bracketed make_bracket(int w, int h, const std::vector<hdr::Shift>& shifts, uint32_t seed, float stops = 2.0f) {
     Bracketed b{efx_scene::make_scene(w, h, 72, seed), w, h, {}, {}, shifts};
     for (size_t i = 0; i < shifts.size(); ++i) {
-        const float t = std::exp2(2.0f * (static_cast<float>(i) - static_cast<float>(shifts.size() - 1) / 2.0f));
+        const float t = std::exp2(stops * (static_cast<float>(i) - static_cast<float>(shifts.size() - 1) / 2.0f));
         b.times.push_back(t);
         b.frames.push_back(efx_scene::render_frame(b.scene, w, h, t, shifts[i].dx, shifts[i].dy, 0.8f, seed + 17u * i));
     }
@@ -63,6 +64,68 @@ TEST(HdrPipeline, AlignFindsEveryKnownShift) {
     o.area = hdr::Area::centre;
     o.max_shift = 24;
     EXPECT_EQ(hdr::align(c.bracket(), o), small);
+}
+
+TEST(HdrPipeline, AlignFindsFramesFourStopsApart) {
+    // Over the overlap and the best zone; the central ninth of a frame four
+    // stops darker is too clipped in some scenes (see the README).
+    const std::vector<hdr::Shift> shifts = {{-17, 12}, {0, 0}, {5, -3}};
+    for (const uint32_t seed : {2u, 6u}) {
+        const Bracketed b = make_bracket(640, 480, shifts, seed, 4.0f);
+        for (const hdr::Area area : {hdr::Area::overlap, hdr::Area::best_zone}) {
+            hdr::AlignOptions o;
+            o.area = area;
+            o.max_shift = 24;
+            EXPECT_EQ(hdr::align(b.bracket(), o), shifts) << "seed " << seed << " area " << static_cast<int>(area);
+        }
+    }
+}
+
+TEST(HdrPipeline, MaxShiftBoundsEveryFramesTotalShift) {
+    // The outer frames lie 20 pixels from the reference, each step 10: with
+    // a bound of 12 they end inside it, at the nearest allowed column; with
+    // 20 they are found exactly.
+    const std::vector<hdr::Shift> truth = {{-20, 0}, {-10, 0}, {0, 0}, {10, 0}, {20, 0}};
+    const Bracketed b = make_bracket(320, 240, truth, 3);
+    hdr::AlignOptions o;
+    o.max_shift = 12;
+    const auto bounded = hdr::align(b.bracket(), o);
+    const std::vector<hdr::Shift> want = {{-12, 0}, {-10, 0}, {0, 0}, {10, 0}, {12, 0}};
+    EXPECT_EQ(bounded, want);
+    o.max_shift = 20;
+    EXPECT_EQ(hdr::align(b.bracket(), o), truth);
+
+    // The C entry point refuses a base outside the bound.
+    EffectsHdrAligner* a = nullptr;
+    ASSERT_EQ(EffectsHdrAlignerCreate(320, 240, b.frames[2].data(), 320 * 4, 12, 0, &a), EFFECTS_OK);
+    int32_t dx = 0, dy = 0;
+    EXPECT_EQ(EffectsHdrAlignerFind(a, b.frames[3].data(), 320 * 4, 13, 0, &dx, &dy), EFFECTS_ERROR_BAD_ARGUMENT);
+    EXPECT_EQ(EffectsHdrAlignerFind(a, b.frames[3].data(), 320 * 4, 8, -12, &dx, &dy), EFFECTS_OK);
+    EXPECT_LE(8 + dx, 12);
+    EXPECT_GE(-12 + dy, -12);
+    EffectsHdrAlignerDestroy(a);
+}
+
+TEST(HdrPipeline, SameShiftsAndRadianceWithOneTwoAndSevenThreads) {
+    const std::vector<hdr::Shift> shifts = {{-9, 4}, {0, 0}, {6, -11}};
+    const Bracketed b = make_bracket(203, 157, shifts, 12);
+    const int before = omp_get_max_threads();
+    std::vector<std::vector<hdr::Shift>> found;
+    std::vector<effects::Image<effects::RgbFloat>> merged;
+    for (const int threads : {1, 2, 7}) {
+        omp_set_num_threads(threads);
+        hdr::AlignOptions o;
+        o.max_shift = 16;
+        for (const hdr::Area area : {hdr::Area::overlap, hdr::Area::centre, hdr::Area::best_zone}) {
+            o.area = area;
+            found.push_back(hdr::align(b.bracket(), o));
+        }
+        merged.push_back(hdr::merge(b.bracket(), shifts));
+    }
+    omp_set_num_threads(before);
+    for (size_t k = 3; k < found.size(); ++k) EXPECT_EQ(found[k], found[k % 3]) << k;
+    for (size_t k = 1; k < merged.size(); ++k)
+        EXPECT_EQ(0, std::memcmp(merged[k].data(), merged[0].data(), static_cast<size_t>(b.w) * b.h * 12));
 }
 
 TEST(HdrPipeline, AlignFindsShiftsOfOtherScenesAndSizes) {
@@ -203,8 +266,8 @@ TEST(HdrPipeline, CheckedEntryPointsRefuseBadArguments) {
     EXPECT_EQ(EffectsHdrAlignerCreate(4, 4, px.data(), 16, 4, 3, &a), EFFECTS_ERROR_BAD_ARGUMENT);
     ASSERT_EQ(EffectsHdrAlignerCreate(4, 4, px.data(), 16, 4, 0, &a), EFFECTS_OK);
     int32_t dx = 9, dy = 9;
-    EXPECT_EQ(EffectsHdrAlignerFind(a, px.data(), 16, &dx, nullptr), EFFECTS_ERROR_NULL_POINTER);
-    EXPECT_EQ(EffectsHdrAlignerFind(a, px.data(), 16, &dx, &dy), EFFECTS_OK);
+    EXPECT_EQ(EffectsHdrAlignerFind(a, px.data(), 16, 0, 0, &dx, nullptr), EFFECTS_ERROR_NULL_POINTER);
+    EXPECT_EQ(EffectsHdrAlignerFind(a, px.data(), 16, 0, 0, &dx, &dy), EFFECTS_OK);
     EXPECT_EQ(dx, 0);
     EXPECT_EQ(dy, 0);
     EffectsHdrAlignerDestroy(a);
