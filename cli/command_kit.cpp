@@ -1,0 +1,93 @@
+// Option values, progress lines, the luminance range and small texts shared
+// by the subcommands.
+#include "command_kit.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace cli {
+
+int Args::integer(const std::string& name) {
+    const std::string& text = value(name);
+    char* end = nullptr;
+    errno = 0;
+    const long v = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end || errno || v < -1000000 || v > 1000000)
+        throw Failure(name + ": '" + text + "' is not a whole number");
+    return static_cast<int>(v);
+}
+
+double Args::number(const std::string& name) {
+    const std::string& text = value(name);
+    char* end = nullptr;
+    const double v = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end || !std::isfinite(v)) throw Failure(name + ": '" + text + "' is not a number");
+    return v;
+}
+
+Progress::Progress(bool quiet) : quiet_(quiet), terminal_(::isatty(2) != 0) {}
+
+void Progress::show(const std::string& stage, std::size_t done, std::size_t total) const {
+    if (quiet_ || !terminal_) return;
+    std::fprintf(stderr, "\r%s %zu/%zu\033[K", stage.c_str(), done, total);
+    std::fflush(stderr);
+}
+
+void Progress::clear() const {
+    if (quiet_ || !terminal_) return;
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+}
+
+RangeReport luminance_range(effects::ImageView<const effects::RgbFloat> image) {
+    RangeReport r;
+    r.pixels = static_cast<std::size_t>(image.width()) * static_cast<std::size_t>(image.height());
+    // The floor comes from about a million evenly spread samples; the
+    // maximum and the smallest positive value from every pixel.
+    const std::size_t step = std::max<std::size_t>(1, r.pixels / 1000000);
+    std::vector<float> sample;
+    sample.reserve(r.pixels / step + 1);
+    double lo = INFINITY, hi = 0;
+    std::size_t index = 0;
+    for (std::int32_t y = 0; y < image.height(); ++y) {
+        const auto* p = reinterpret_cast<const float*>(image.row(y));
+        for (std::int32_t x = 0; x < image.width(); ++x, p += 3, ++index) {
+            const float l = 0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2];
+            if (!(l > 0.0f) || !std::isfinite(l)) continue;
+            ++r.positive;
+            lo = std::min(lo, static_cast<double>(l));
+            hi = std::max(hi, static_cast<double>(l));
+            if (index % step == 0) sample.push_back(l);
+        }
+    }
+    if (sample.empty()) return r;
+    const auto nth = sample.begin() + static_cast<std::ptrdiff_t>(sample.size() / 100);
+    std::nth_element(sample.begin(), nth, sample.end());
+    r.min_positive = lo;
+    r.low = *nth;
+    r.max = hi;
+    r.stops = std::log2(r.max / r.low);
+    return r;
+}
+
+std::string seconds_text(double seconds) {
+    char text[64];
+    const double inverse = 1.0 / seconds;
+    if (seconds < 0.5 && std::fabs(inverse - std::round(inverse)) < 1e-3 * inverse)
+        std::snprintf(text, sizeof text, "1/%.0f s", inverse);
+    else
+        std::snprintf(text, sizeof text, "%g s", seconds);
+    return text;
+}
+
+effects::Image<effects::RgbaFloat> to_rgba_float(effects::ImageView<const effects::RgbFloat> image) {
+    effects::Image<effects::RgbaFloat> out(image.width(), image.height());
+    effects::convert(image, out.view());
+    return out;
+}
+
+}  // namespace cli
