@@ -33,7 +33,10 @@ PendingFile::PendingFile(const std::string& target) : target_(target) {
     check_output_folder(target);
     const fs::path p(target);
     const fs::path folder = p.parent_path().empty() ? fs::path(".") : p.parent_path();
-    std::string pattern = (folder / ("." + p.filename().string() + ".XXXXXX")).string();
+    std::string leaf = p.filename().string();
+    leaf.insert(leaf.begin(), '.');  // hidden while incomplete
+    leaf += ".XXXXXX";
+    std::string pattern = (folder / leaf).string();
     const int fd = ::mkstemp(pattern.data());
     if (fd < 0) throw Failure(target + ": cannot write: " + std::strerror(errno));
     temporary_ = pattern;
