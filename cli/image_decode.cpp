@@ -12,9 +12,14 @@
 #include <png.h>
 #include <tiffio.h>
 
+#include "codec_errors.hpp"
 #include "image_files.hpp"
 
 namespace cli {
+
+using codec::JpegError;
+using codec::jpeg_fail;
+using codec::png_fail;
 
 namespace {
 
@@ -30,18 +35,6 @@ FileHandle open_input(const std::string& path) {
 }
 
 // ---- JPEG ----
-struct JpegError {
-    jpeg_error_mgr mgr;
-    std::jmp_buf jump;
-    char text[JMSG_LENGTH_MAX];
-};
-
-void jpeg_fail(j_common_ptr info) {
-    auto* e = reinterpret_cast<JpegError*>(info->err);
-    (*info->err->format_message)(info, e->text);
-    std::longjmp(e->jump, 1);
-}
-
 // A file that ends before its last scanline is corrupt, not a grey tail.
 void jpeg_warning(j_common_ptr info, int level) {
     if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF) jpeg_fail(info);
@@ -86,12 +79,6 @@ void decode_jpeg(const std::string& path, Frame& frame, bool pixels, std::int32_
 }
 
 // ---- PNG ----
-void png_fail(png_structp png, png_const_charp message) {
-    auto* text = static_cast<std::string*>(png_get_error_ptr(png));
-    *text = message;
-    png_longjmp(png, 1);
-}
-
 void png_warn(png_structp, png_const_charp) {}
 
 void decode_png(const std::string& path, Frame& frame, bool pixels, std::int32_t& w, std::int32_t& h) {

@@ -15,9 +15,14 @@
 #include <png.h>
 #include <tiffio.h>
 
+#include "codec_errors.hpp"
 #include "image_files.hpp"
 
 namespace cli {
+
+using codec::JpegError;
+using codec::jpeg_fail;
+using codec::png_fail;
 
 namespace fs = std::filesystem;
 
@@ -68,23 +73,6 @@ void PendingFile::commit() {
 }
 
 namespace {
-
-void png_fail(png_structp png, png_const_charp message) {
-    *static_cast<std::string*>(png_get_error_ptr(png)) = message;
-    png_longjmp(png, 1);
-}
-
-struct JpegError {
-    jpeg_error_mgr mgr;
-    std::jmp_buf jump;
-    char text[JMSG_LENGTH_MAX];
-};
-
-void jpeg_fail(j_common_ptr info) {
-    auto* e = reinterpret_cast<JpegError*>(info->err);
-    (*info->err->format_message)(info, e->text);
-    std::longjmp(e->jump, 1);
-}
 
 // An APP1 block with the exposure time as a rational of 1/denominator (or
 // n/1000000 when it is not a unit fraction).
