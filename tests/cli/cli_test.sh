@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # End-to-end checks of the built effects command, one case per run:
-#   cli_test.sh CASE EFFECTS RADIANCE_ERROR DATA_DIR WORK_DIR
+#   cli_test.sh CASE EFFECTS RADIANCE_ERROR DATA_DIR WORK_DIR FIXTURES PLUGIN
 # Exit 0 passes, 77 skips (data or pfstools absent), anything else fails.
 set -uo pipefail
 
-case_name=$1 effects=$2 radiance_error=$3 data=$4 work=$5/$1
+case_name=$1 effects=$2 radiance_error=$3 data=$4 work=$5/$1 fixtures=$6 plugin=$7
 rm -rf "$work" && mkdir -p "$work" && cd "$work" || exit 1
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
@@ -19,6 +19,9 @@ expect_refusal() {
   [ "$(wc -l <err.txt)" -eq 1 ] || fail "'$*' wrote more than one line: $(cat err.txt)"
   grep -q -- "$pattern" err.txt || fail "'$*' said '$(cat err.txt)', expected '$pattern'"
 }
+
+# The first pixel of an 8-bit image as B G R A bytes (through a VZM file).
+first_pixel() { "$effects" convert "$1" px.vzm >/dev/null && od -An -tu1 -j16 -N4 px.vzm | xargs; }
 
 # Exposure times of a bracketed set in file order, comma-separated.
 times_of() { awk '{print $2}' "$1/times.txt" | paste -sd, -; }
@@ -119,6 +122,58 @@ info_tonemap)
   "$effects" tonemap f/merged.hdr -o k.png --key 0.3 >/dev/null || fail "tonemap with a key"
   cmp -s reinhard.png k.png && fail "--key changed nothing"
   for c in merge demo info tonemap convert; do "$effects" $c --help | grep -q "usage: effects $c" || fail "$c --help"; done
+  ;;
+sixteen_bit)
+  # 16-bit PNG and TIFF samples are reduced to 8 bits; grey PNG becomes grey B, G, R.
+  "$fixtures" . || fail "fixtures"
+  [ "$(first_pixel rgb16.png)" = "20 19 18 255" ] || fail "16-bit PNG gave $(first_pixel rgb16.png)"
+  [ "$(first_pixel rgb16.tif)" = "20 19 18 255" ] || fail "16-bit TIFF gave $(first_pixel rgb16.tif)"
+  [ "$(first_pixel grey8.png)" = "77 77 77 255" ] || fail "grey PNG gave $(first_pixel grey8.png)"
+  "$effects" info rgb16.png | grep -q "7x5, PNG, 16-bit (reduced to 8 bits)" || fail "info of a 16-bit PNG"
+  "$effects" info rgb16.tif | grep -q "7x5, TIFF, 16-bit (reduced to 8 bits)" || fail "info of a 16-bit TIFF"
+  "$effects" merge rgb16.png rgb16.tif -o m.hdr --times 1,2 --no-align >/dev/null || fail "merge of 16-bit frames"
+  ;;
+options)
+  # Each merge option reaches the pipeline, and bad values are refused.
+  "$effects" demo -o f --size 128x96 --frames-only -q >/dev/null || fail "demo frames"
+  "$effects" merge f/frame*.jpg -o a.hdr --no-align >a.txt || fail "--no-align"
+  grep -q "frame 1: f/frame1.jpg  1/2048 s  shift +0,+0 (not aligned)" a.txt || fail "--no-align said: $(cat a.txt)"
+  "$effects" merge f/frame*.jpg -o b.hdr --reference 1 >b.txt || fail "--reference"
+  grep -q "frame 1: f/frame1.jpg  1/2048 s  shift +0,+0$" b.txt || fail "--reference 1 said: $(cat b.txt)"
+  grep -q "frame 3: f/frame3.jpg  1/128 s  shift -3,+2$" b.txt || fail "--reference 1 said: $(cat b.txt)"
+  "$effects" merge f/frame*.jpg -o c.hdr --max-shift 0 >c.txt || fail "--max-shift"
+  grep -q "frame 1: f/frame1.jpg  1/2048 s  shift +0,+0$" c.txt || fail "--max-shift 0 said: $(cat c.txt)"
+  "$effects" merge f/frame*.jpg -o d.hdr >/dev/null || fail "defaults"
+  "$effects" merge f/frame*.jpg -o e.hdr --weights sine >/dev/null || fail "--weights sine"
+  "$effects" merge f/frame*.jpg -o g.hdr --response linear >/dev/null || fail "--response linear"
+  cmp -s d.hdr e.hdr && fail "--weights sine changed nothing"
+  cmp -s d.hdr g.hdr && fail "--response linear changed nothing"
+  "$effects" merge f/frame*.jpg -o h.hdr --times 1/2048,1/512,1/128,1/32,1/8 >/dev/null || fail "--times"
+  cmp -s d.hdr h.hdr || fail "--times equal to the EXIF times gave another result"
+  "$effects" merge f/frame*.jpg -o p.hdr --preview p.png --tonemap "$plugin" >/dev/null || fail "--tonemap PATH"
+  "$effects" tonemap d.hdr -o q.png --plugin "$plugin" >/dev/null || fail "--plugin"
+  "$effects" tonemap d.hdr -o r.png >/dev/null || fail "tonemap"
+  cmp -s q.png r.png || fail "the plug-in by path and by name differ"
+  expect_refusal "neither triangle nor sine" merge f/frame*.jpg -o x.hdr --weights box
+  expect_refusal "neither gamma nor linear" merge f/frame*.jpg -o x.hdr --response log
+  expect_refusal "frame 9 of 5" merge f/frame*.jpg -o x.hdr --reference 9
+  expect_refusal "not a whole number" merge f/frame*.jpg -o x.hdr --max-shift many
+  expect_refusal "unknown option '--fast'" merge f/frame*.jpg -o x.hdr --fast
+  expect_refusal "no output file" merge f/frame*.jpg
+  expect_refusal "needs a value" merge f/frame*.jpg -o
+  expect_refusal "neither reinhard nor drago" tonemap d.hdr -o x.png --operator filmic
+  expect_refusal "tone mapping needs HDR input" tonemap f/frame1.jpg -o x.png
+  expect_refusal "unknown output kind" convert d.hdr x.bmp
+  [ ! -e x.hdr ] && [ ! -e x.png ] || fail "a refused command wrote output"
+  ;;
+progress)
+  # Progress shows on a terminal, and not with --quiet.
+  command -v script >/dev/null || exit 77
+  "$effects" demo -o f --size 96x64 --frames-only -q >/dev/null || fail "demo frames"
+  script -qec "$effects merge f/frame1.jpg f/frame2.jpg -o a.hdr" /dev/null >tty.txt || fail "merge on a terminal"
+  grep -q "merging 2/2" tty.txt || fail "no progress on a terminal: $(cat tty.txt)"
+  script -qec "$effects merge f/frame1.jpg f/frame2.jpg -o a.hdr --quiet" /dev/null >quiet.txt || fail "quiet merge"
+  grep -q "merging [0-9]/" quiet.txt && fail "progress despite --quiet"
   ;;
 *)
   fail "unknown case $case_name"
