@@ -21,13 +21,10 @@ std::vector<double> parse_times(const std::string& text) {
         const std::string item = text.substr(pos, comma - pos);
         char* end = nullptr;
         double v = 0;
-        const auto slash = item.find('/');
-        if (slash != std::string::npos) {  // "1/250"
-            const double num = std::strtod(item.substr(0, slash).c_str(), &end);
-            const double den = *end ? 0 : std::strtod(item.c_str() + slash + 1, &end);
-            v = den > 0 ? num / den : 0;
-        } else {
-            v = std::strtod(item.c_str(), &end);
+        v = std::strtod(item.c_str(), &end);
+        if (*end == '/' && end != item.c_str()) {  // "1/250"
+            const double den = std::strtod(end + 1, &end);
+            v = den > 0 ? v / den : 0;
         }
         if (item.empty() || *end || !(v > 0) || !std::isfinite(v))
             throw Failure("--times: '" + item + "' is not a positive exposure time");
