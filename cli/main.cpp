@@ -1,7 +1,10 @@
 // The effects command: subcommands merge, demo, info, tonemap and convert,
 // and the older options that report the library it runs on, the pixel
 // formats that library converts between, and what a Radiance file holds.
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -102,7 +105,20 @@ int run_command(int (*command)(cli::Args&), int argc, char** argv) {
     }
 }
 
+// The command usually runs beside other busy programs. OpenMP threads that
+// spin at the end of each parallel region while their partner is descheduled
+// lose whole time slices there, and alignment runs many short regions (on a
+// loaded 2-core machine it took 5x longer). Waiting threads should sleep;
+// the runtime reads that choice only when it loads, so the command starts
+// itself again once with it set, unless the user chose a policy.
+void prefer_sleeping_threads(char** argv) {
+    if (std::getenv("OMP_WAIT_POLICY")) return;
+    if (setenv("OMP_WAIT_POLICY", "passive", 1) != 0) return;
+    execv("/proc/self/exe", argv);  // returns only on failure: carry on as we are
+}
+
 int main(int argc, char** argv) {
+    prefer_sleeping_threads(argv);
     if (argc >= 2) {
         static const struct {
             const char* name;
