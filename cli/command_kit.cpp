@@ -1,4 +1,4 @@
-// Option values, progress lines, the luminance range and small texts shared
+// Option values, progress lines and small texts shared
 // by the subcommands.
 #include "command_kit.hpp"
 
@@ -42,37 +42,6 @@ void Progress::clear() const {
     if (quiet_ || !terminal_) return;
     std::fputs("\r\033[K", stderr);
     std::fflush(stderr);
-}
-
-RangeReport luminance_range(effects::ImageView<const effects::RgbFloat> image) {
-    RangeReport r;
-    r.pixels = static_cast<std::size_t>(image.width()) * static_cast<std::size_t>(image.height());
-    // The floor comes from about a million evenly spread samples; the
-    // maximum and the smallest positive value from every pixel.
-    const std::size_t step = std::max<std::size_t>(1, r.pixels / 1000000);
-    std::vector<float> sample;
-    sample.reserve(r.pixels / step + 1);
-    double lo = INFINITY, hi = 0;
-    std::size_t index = 0;
-    for (std::int32_t y = 0; y < image.height(); ++y) {
-        const auto* p = reinterpret_cast<const float*>(image.row(y));
-        for (std::int32_t x = 0; x < image.width(); ++x, p += 3, ++index) {
-            const float l = 0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2];
-            if (!(l > 0.0f) || !std::isfinite(l)) continue;
-            ++r.positive;
-            lo = std::min(lo, static_cast<double>(l));
-            hi = std::max(hi, static_cast<double>(l));
-            if (index % step == 0) sample.push_back(l);
-        }
-    }
-    if (sample.empty()) return r;
-    const auto nth = sample.begin() + static_cast<std::ptrdiff_t>(sample.size() / 100);
-    std::nth_element(sample.begin(), nth, sample.end());
-    r.min_positive = lo;
-    r.low = *nth;
-    r.max = hi;
-    r.stops = std::log2(r.max / r.low);
-    return r;
 }
 
 std::string seconds_text(double seconds) {

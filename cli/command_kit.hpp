@@ -1,6 +1,6 @@
 // What every subcommand of the effects command shares: option parsing with
 // one-line errors, progress on standard error when it is a terminal, stage
-// timing, and the dynamic range of a radiance image.
+// timing, and small texts.
 #pragma once
 
 #include <chrono>
@@ -56,14 +56,6 @@ private:
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-// Luminance range of an HDR image: the brightest pixel over a floor that
-// ignores the darkest 1% (noise, black borders), and the stops between
-// them. A stand-in for the library's range report once it has one.
-struct RangeReport {
-    double min_positive = 0, low = 0, max = 0, stops = 0;
-    std::size_t positive = 0, pixels = 0;
-};
-RangeReport luminance_range(effects::ImageView<const effects::RgbFloat> image);
 
 // Exposure times as "1/250 s" or "2 s".
 std::string seconds_text(double seconds);

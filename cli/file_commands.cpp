@@ -8,6 +8,7 @@
 
 #include "command_kit.hpp"
 #include "effects/io.hpp"
+#include "effects/stats.hpp"
 
 namespace cli {
 
@@ -173,13 +174,13 @@ int info(Args& args) {
     std::vector<double> counts;
     double first = 0, step = 1;
     if (image.hdr) {
-        const RangeReport r = luminance_range(image.radiance.view());
-        std::printf("luminance: %.4g to %.4g (smallest positive %.4g; %zu of %zu pixels above zero)\n", r.low, r.max,
-                    r.min_positive, r.positive, r.pixels);
+        const effects::RangeReport r = effects::hdr_range(image.radiance.view());
+        std::printf("luminance: %.4g to %.4g (smallest positive %.4g; %lld of %lld pixels above zero)\n", r.low_luminance,
+                    r.max_luminance, r.min_luminance, static_cast<long long>(r.positive_pixels), static_cast<long long>(r.pixels));
         std::printf("dynamic range: %.1f stops\n", r.stops);
-        if (!histogram.empty() && r.positive > 0) {  // quarter-stop bins over log2 luminance
-            first = std::floor(std::log2(r.min_positive)), step = 0.25;
-            counts.assign(static_cast<std::size_t>((std::ceil(std::log2(r.max)) - first) / step) + 1, 0);
+        if (!histogram.empty() && r.positive_pixels > 0) {  // quarter-stop bins over log2 luminance
+            first = std::floor(std::log2(r.min_luminance)), step = 0.25;
+            counts.assign(static_cast<std::size_t>((std::ceil(std::log2(r.max_luminance)) - first) / step) + 1, 0);
             for (std::int32_t y = 0; y < image.height(); ++y) {
                 const auto* p = reinterpret_cast<const float*>(image.radiance.view().row(y));
                 for (std::int32_t x = 0; x < image.width(); ++x, p += 3) {

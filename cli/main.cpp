@@ -1,16 +1,21 @@
 // The effects command: subcommands merge, demo, info, tonemap and convert,
 // and the older options that report the library it runs on, the pixel
-// formats that library converts between, and what a Radiance file holds.
+// formats that library converts between, what a Radiance file holds, and
+// measures of raw images (--stats).
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <new>
+#include <vector>
 
 #include "command_kit.hpp"
 #include "effects/effects.hpp"
 #include "effects/io.hpp"
+#include "effects/stats.hpp"
 #include "merge_command.hpp"
 
 namespace cli {
@@ -30,10 +35,13 @@ void print_usage(std::FILE* out) {
         "  info FILE                   size, format, header and dynamic range of an image\n"
         "  tonemap IN.hdr -o OUT.png   tone-map an HDR image for display\n"
         "  convert IN OUT              between PNG, JPEG, TIFF, Radiance .hdr and VZM\n"
-        "or: effects [--version] [--formats] [--hdr-info FILE] [--help]\n"
+        "or: effects [--version] [--formats] [--hdr-info FILE] [--stats FORMAT WIDTH HEIGHT FILE] [--help]\n"
         "  --version         print the library version\n"
         "  --formats         list the pixel formats and the conversions between them\n"
-        "  --hdr-info FILE   size, exposure, header and value range of a Radiance file\n",
+        "  --hdr-info FILE   size, exposure, header and value range of a Radiance file\n"
+        "  --stats FORMAT WIDTH HEIGHT FILE\n"
+        "                    measure a raw image (packed rows of FORMAT, e.g. Bgra8 or RgbaFloat):\n"
+        "                    luminance histogram summary, clipped pixels and HDR range in stops\n",
         out);
 }
 
@@ -66,6 +74,67 @@ void print_formats() {
     std::puts("conversions:");
     for (int id = EFFECTS_CONVERT_64_TO_32; id <= EFFECTS_CONVERT_RGBE_TO_128_GAMMA; ++id)
         if (EffectsConversionRowBytes(id, 0, 1) > 0) std::printf("  %s\n", names[id]);
+}
+
+// Statistics of one raw image of format Fmt read from `path`.
+template <class Fmt>
+int print_stats(const char* path, int32_t width, int32_t height) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        std::fprintf(stderr, "effects: cannot open '%s'\n", path);
+        return 1;
+    }
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    const std::ptrdiff_t row = effects::ImageView<const Fmt>::checked_row_bytes(width);
+    if (width < 1 || height < 1 || static_cast<double>(bytes.size()) < static_cast<double>(row) * height) {
+        std::fprintf(stderr, "effects: '%s' holds %zu bytes, not a %dx%d %s image\n", path, bytes.size(), width,
+                     height, Fmt::name);
+        return 1;
+    }
+    const effects::ImageView<const Fmt> image(bytes.data(), width, height);
+    const effects::Histogram h = effects::luminance_histogram(image);
+    double sum = 0;
+    for (int i = 0; i < 256; ++i) sum += static_cast<double>(h[i]) * i;
+    const effects::Clipping c = effects::clipping(image);
+    const effects::RangeReport r = effects::hdr_range(image);
+    std::printf("%s %dx%d\n", Fmt::name, width, height);
+    std::printf("  mean luminance bin  %.2f\n", sum / static_cast<double>(c.pixels));
+    std::printf("  clipped             %.4f%% over, %.4f%% under\n", 100 * c.over_fraction(),
+                100 * c.under_fraction());
+    std::printf("  luminance           min %.6g  low %.6g (%.1f%%)  max %.6g\n", r.min_luminance, r.low_luminance,
+                100 * r.low_percentile, r.max_luminance);
+    std::printf("  dynamic range       %.2f stops\n", r.stops);
+    return 0;
+}
+
+int stats_command(const char* format, const char* w, const char* h, const char* path) {
+    const int32_t width = std::atoi(w), height = std::atoi(h);
+    struct Entry {
+        const char* name;
+        int (*run)(const char*, int32_t, int32_t);
+    };
+    static const Entry table[] = {
+        {effects::Bgra8::name, print_stats<effects::Bgra8>},
+        {effects::Rgba16::name, print_stats<effects::Rgba16>},
+        {effects::RgbaFloat::name, print_stats<effects::RgbaFloat>},
+        {effects::Rgbe::name, print_stats<effects::Rgbe>},
+        {effects::Rgbea::name, print_stats<effects::Rgbea>},
+        {effects::Rgb8::name, print_stats<effects::Rgb8>},
+        {effects::Rgb8Packed::name, print_stats<effects::Rgb8Packed>},
+        {effects::Rgb16::name, print_stats<effects::Rgb16>},
+        {effects::RgbFloat::name, print_stats<effects::RgbFloat>},
+    };
+    for (const Entry& e : table)
+        if (!std::strcmp(e.name, format)) {
+            try {
+                return e.run(path, width, height);
+            } catch (const effects::Error& err) {
+                std::fprintf(stderr, "effects: %s\n", err.what());
+                return 1;
+            }
+        }
+    std::fprintf(stderr, "effects: unknown pixel format '%s' (see --formats)\n", format);
+    return 2;
 }
 
 // Reads a Radiance file and says what it holds; 1 when it cannot be read.
@@ -139,6 +208,13 @@ int main(int argc, char** argv) {
             std::printf("effects %s\n", EffectsVersion());
         } else if (!std::strcmp(argv[i], "--formats")) {
             print_formats();
+        } else if (!std::strcmp(argv[i], "--stats")) {
+            if (i + 4 >= argc) {
+                print_usage(stderr);
+                return 2;
+            }
+            if (const int rc = stats_command(argv[i + 1], argv[i + 2], argv[i + 3], argv[i + 4])) return rc;
+            i += 4;
         } else if (!std::strcmp(argv[i], "--hdr-info") && i + 1 < argc) {
             if (print_hdr_info(argv[++i]) != 0) return 1;
         } else if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {

@@ -123,7 +123,7 @@ MergeResult run_merge(const MergeRequest& r, std::FILE* report) {
         throw Failure(r.output + ": " + e.what());
     }
     const double write_time = write_clock.seconds();
-    result.range = luminance_range(radiance.view());
+    result.range = effects::hdr_range(radiance.view());
 
     double preview_time = 0;
     if (!r.preview.empty()) {
@@ -138,7 +138,7 @@ MergeResult run_merge(const MergeRequest& r, std::FILE* report) {
                      seconds_text(result.times[i]).c_str(), result.shifts[i].dx, result.shifts[i].dy,
                      r.align ? "" : " (not aligned)");
     std::fprintf(report, "radiance: %dx%d, luminance %.4g to %.4g, dynamic range %.1f stops\n", result.width,
-                 result.height, result.range.low, result.range.max, result.range.stops);
+                 result.height, result.range.low_luminance, result.range.max_luminance, result.range.stops);
     std::fprintf(report, "time: decoding %.2f s, aligning %.2f s, merging %.2f s, writing %.2f s", decoding,
                  align_time - align_decoding, merge_time, write_time);
     if (!r.preview.empty()) std::fprintf(report, ", preview %.2f s", preview_time);

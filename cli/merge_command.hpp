@@ -9,6 +9,7 @@
 
 #include "command_kit.hpp"
 #include "effects/hdr.hpp"
+#include "effects/stats.hpp"
 
 namespace cli {
 
@@ -30,7 +31,7 @@ struct MergeResult {
     std::vector<double> times;
     std::vector<effects::hdr::Shift> shifts;
     std::int32_t width = 0, height = 0;
-    RangeReport range;
+    effects::RangeReport range;
 };
 
 // Checks the request (Failure with one line otherwise), then decodes,

@@ -195,6 +195,7 @@ typedef enum EffectsConversion {
 #define EFFECTS_ERROR_BAD_FILE (-10)        /* a file's bytes are not an image this reader takes */
 #define EFFECTS_ERROR_IO (-11)              /* a file could not be created, written or replaced */
 #define EFFECTS_ERROR_BUFFER_TOO_SMALL (-12) /* a caller's buffer is smaller than the result */
+#define EFFECTS_ERROR_UNKNOWN_FORMAT (-13)  /* not an EffectsPixelFormat value */
 
 EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32_t height,
                                         const void* src, intptr_t src_stride, void* dst,
@@ -204,6 +205,159 @@ EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32
    destination (which = 1) for the given width, or -1 for an unknown
    conversion or a size that does not fit. Rgb8 rows include their padding. */
 EFFECTS_API intptr_t EffectsConversionRowBytes(int32_t conversion, int32_t which, int32_t width);
+
+/* ---- Histograms and exposure statistics ---------------------------------
+ * Histograms are 256 floats owned by the caller: each pixel adds 1.0 to one
+ * bin and nothing is cleared first. Luminance = 0.0721 B + 0.2125 R +
+ * 0.7154 G (single precision); bins and 8-bit values go through
+ * ClampToByte (255 above 254.5, 0 below 0.5, otherwise truncated). The Fast
+ * members also write the figures: minimum from 1e10, maximum from 1e-10,
+ * sum from 0; the minimum non-zero figure is not reset but lowered from the
+ * caller's value. Count-form members take count = width x height x 4 and
+ * walk ((count - 1) / 4) + 1 pixels, returning count; the 128 members take
+ * width and height of an Rgbea image (half-step decoded) and return 0.
+ * Rgba16 words are read as signed 16-bit values. */
+
+/* Bin = luminance of the bytes; figures over the bin numbers. */
+EFFECTS_API int32_t Histogram32Fast(int32_t count, const uint8_t* image, float* histogram, double* minimum,
+                                    double* maximum, double* minimumNonZero, double* sum);
+/* Bin = luminance of the words x 1/128. */
+EFFECTS_API int32_t Histogram64Fast(int32_t count, const uint16_t* image, float* histogram, double* minimum,
+                                    double* maximum, double* minimumNonZero, double* sum);
+/* Bin = decoded luminance x 255, with the red and blue weights swapped
+   (byte 0 weighs 0.2125, byte 2 0.0721). The figures are only started. */
+EFFECTS_API int32_t Histogram128Fast(int32_t width, int32_t height, const uint8_t* image, float* histogram,
+                                     double* minimum, double* maximum, double* unused, double* sum);
+EFFECTS_API int32_t Histogram32Lean(int32_t count, const uint8_t* image, float* histogram);
+EFFECTS_API int32_t Histogram64Lean(int32_t count, const uint16_t* image, float* histogram);
+EFFECTS_API int32_t Histogram128Lean(int32_t width, int32_t height, const uint8_t* image, float* histogram);
+/* One channel by byte offset 0..3 (B, G, R, A): bin = the byte. */
+EFFECTS_API int32_t HistogramChannel32Fast(int32_t count, const uint8_t* image, float* histogram, double* minimum,
+                                           double* maximum, double* minimumNonZero, double* sum, int32_t channel);
+/* One channel by word offset 0..3: value = word / 128 (signed, truncated);
+   words above 32767 give negative values, which are in the figures only. */
+EFFECTS_API int32_t HistogramChannel64Fast(int32_t count, const uint16_t* image, float* histogram, double* minimum,
+                                           double* maximum, double* minimumNonZero, double* sum, int32_t channel);
+/* Channel 0 red (byte 2), 1 green, 2 blue (byte 0): value = decoded channel
+   raised to 1e-8, bin = ClampToByte(value x 255); figures over the values.
+   Another channel number bins the previous value (0 at the start) again. */
+EFFECTS_API int32_t HistogramChannel128Fast(int32_t width, int32_t height, const uint8_t* image, float* histogram,
+                                            double* minimum, double* maximum, double* minimumNonZero, double* sum,
+                                            int32_t channel);
+EFFECTS_API int32_t HistogramChannel32Lean(int32_t count, const uint8_t* image, float* histogram, int32_t channel);
+EFFECTS_API int32_t HistogramChannel64Lean(int32_t count, const uint16_t* image, float* histogram, int32_t channel);
+/* As the Fast member, without the 1e-8 floor. */
+EFFECTS_API int32_t HistogramChannel128Lean(int32_t width, int32_t height, const uint8_t* image, float* histogram,
+                                            int32_t channel);
+/* Minimum, maximum and sum (in pixel order, in double) of the luminance as
+   a float, neither clamped nor binned: of the bytes, of the 15-bit words as
+   they are, of the floats raised to 1e-8 (RgbaFloat). The 128 member's
+   second minimum starts at 1e10 and takes the old minimum whenever a new
+   one arrives. */
+EFFECTS_API int32_t DynamicRange32Fast(int32_t count, const uint8_t* image, double* minimum, double* maximum,
+                                       double* unused, double* sum);
+EFFECTS_API int32_t DynamicRange64Fast(int32_t count, const uint16_t* image, double* minimum, double* maximum,
+                                       double* unused, double* sum);
+EFFECTS_API int32_t DynamicRange128Fast(int32_t count, const float* image, double* minimum, double* maximum,
+                                        double* secondMinimum, double* sum);
+/* B, G, R of the first pixel with the largest B + G + R; nothing is written
+   for an all-black image. */
+EFFECTS_API int32_t DetermineTemperature32(int32_t count, const uint8_t* image, uint16_t* blue, uint16_t* green,
+                                           uint16_t* red);
+/* In place: a pixel whose integer mean (B + G + R) / 3 is 255 turns red,
+   one whose mean is 0 turns blue; alpha stays. Returns 0. */
+EFFECTS_API int32_t VexoOverUnderExposedPixels32(int32_t width, int32_t height, uint8_t* image);
+
+/* ---- HDR range analysis and preview ---------------------------------------
+ * All return 0 except the two previews. */
+
+/* Three floats per pixel, in place: every channel divided by the largest
+   value of the image (in two rounded steps); an all-zero channel gives NaNs. */
+EFFECTS_API int32_t VexoHDR4Display(int32_t width, int32_t height, float* image);
+/* RgbaFloat in place: colour floats x 1 / (largest pixel mean). */
+EFFECTS_API int32_t VexoDebevecDynamicMax(int32_t width, int32_t height, float* image);
+/* Smallest and largest raw colour value (bytes, or signed 16-bit words):
+   1e10 and 1e-10 (floats) for an empty image. */
+EFFECTS_API int32_t DebevecRGBMaxMin32Fast(int32_t width, int32_t height, const uint8_t* image, double* minimum,
+                                           double* maximum);
+EFFECTS_API int32_t DebevecRGBMaxMin64Fast(int32_t width, int32_t height, const uint16_t* image, double* minimum,
+                                           double* maximum);
+/* Rgbea in place: the radiance of every pixel halved (k = k0 - (k0 - 0.5)),
+   alpha untouched. */
+EFFECTS_API int32_t VexoHDRLinearMax(int32_t width, int32_t height, uint8_t* image);
+/* Lays the Bgra8 overlay at (x, y) onto the Bgra8 canvas, clipped to it:
+   mode 0 mixes by opacity percent (above 99 copies), mode 3 mixes the
+   difference; B, G, R written, alpha kept. Returns -1 for opacity 0,
+   otherwise 1 (other modes draw nothing). */
+EFFECTS_API int32_t Vexo32MergeHDRPreview(int32_t x, int32_t y, int32_t overlayWidth, int32_t overlayHeight,
+                                          const uint8_t* overlay, uint8_t* canvas, int32_t canvasWidth,
+                                          int32_t canvasHeight, int32_t opacity, int32_t mode);
+/* Through the bitmap exchange: every pixel outside the inclusive rectangle
+   (rows counted as the 24-bit read delivers them, bottom row first) turns
+   into the darkened grey (B/2 + G/2 + R/2) / 3. */
+EFFECTS_API int32_t VexoHDRRegion(EffectsDC dc, EffectsBitmap bitmap, int32_t left, int32_t top, int32_t right,
+                                  int32_t bottom);
+
+/* ---- Checked measures ------------------------------------------------------
+ * Images of any pixel format with a row stride in bytes (at least one packed
+ * row; Rgb8 rows keep their padding). Words and floats may sit at any
+ * address. Return EFFECTS_OK (or a count) or a negative EFFECTS_ERROR_...
+ * code and then write nothing. Counts are exact and independent of the
+ * number of threads. Values in 8-bit units: bytes as they are, 15-bit words
+ * / 128 (signed), 16-bit words / 256, floats and decoded RGBE x 255. */
+
+typedef enum EffectsPixelFormat {
+    EFFECTS_FORMAT_BGRA8 = 1,
+    EFFECTS_FORMAT_RGBA16,
+    EFFECTS_FORMAT_RGBA_FLOAT,
+    EFFECTS_FORMAT_RGBE,
+    EFFECTS_FORMAT_RGBEA,
+    EFFECTS_FORMAT_RGB8,
+    EFFECTS_FORMAT_RGB8_PACKED,
+    EFFECTS_FORMAT_RGB16,
+    EFFECTS_FORMAT_RGB_FLOAT
+} EffectsPixelFormat;
+
+
+/* bins[256] = pixels per bin of ClampToByte(luminance in 8-bit units), the
+   luminance summed as in Histogram32Fast. */
+EFFECTS_API int32_t EffectsLuminanceHistogram(int32_t format, int32_t width, int32_t height, const void* pixels,
+                                              intptr_t stride, uint64_t* bins);
+/* bins[4 x 256] = per-channel histograms in R, G, B, A order (8-bit units).
+   Returns the channels counted: 4, or 3 for formats without alpha (whose
+   alpha histogram is all 0). */
+EFFECTS_API int32_t EffectsChannelHistograms(int32_t format, int32_t width, int32_t height, const void* pixels,
+                                             intptr_t stride, uint64_t* bins);
+
+/* The range of an HDR image's luminance, relative to white = 1.0. */
+typedef struct EffectsRangeReport {
+    int64_t pixels;           /* pixels measured */
+    int64_t positive_pixels;  /* pixels of luminance above 0 */
+    double min_luminance;     /* smallest positive luminance (0 without any) */
+    double low_luminance;     /* positive luminance at the low percentile */
+    double max_luminance;     /* largest luminance (0 without any positive) */
+    double stops;             /* log2(max / low), 0 without positive pixels */
+    double low_percentile;    /* the percentile used, 0 <= p < 1 */
+} EffectsRangeReport;
+
+/* The low luminance is the k-th smallest positive luminance (from 0),
+   k = floor(lowPercentile x (positive pixels - 1)), so a few black or
+   nearly black pixels do not make the range endless; lowPercentile 0 takes
+   the smallest. Returns EFFECTS_ERROR_BAD_ARGUMENT for a percentile outside
+   [0, 1). */
+EFFECTS_API int32_t EffectsHdrRange(int32_t format, int32_t width, int32_t height, const void* pixels,
+                                    intptr_t stride, double lowPercentile, EffectsRangeReport* report);
+
+/* Clipped pixels of one frame: over = some colour channel at 255 in 8-bit
+   units, under = every colour channel at 0. */
+typedef struct EffectsClippedPixels {
+    int64_t pixels;
+    int64_t over;
+    int64_t under;
+} EffectsClippedPixels;
+
+EFFECTS_API int32_t EffectsClipping(int32_t format, int32_t width, int32_t height, const void* pixels,
+                                    intptr_t stride, EffectsClippedPixels* clipped);
 
 /* ---- Bitmap exchange ----------------------------------------------------
  * Members on bitmap handles read the source bitmap as 24-bit rows (B, G, R,

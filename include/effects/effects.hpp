@@ -34,6 +34,7 @@ enum class Errc {
     buffer_too_small = EFFECTS_ERROR_BUFFER_TOO_SMALL,
     bad_argument = EFFECTS_ERROR_BAD_ARGUMENT,
     out_of_memory = EFFECTS_ERROR_OUT_OF_MEMORY,
+    unknown_format = EFFECTS_ERROR_UNKNOWN_FORMAT,
     size_mismatch = -100,
 };
 
@@ -67,6 +68,7 @@ inline const char* errc_text(int32_t code) {
         case EFFECTS_ERROR_BUFFER_TOO_SMALL: return "buffer too small for the result";
         case EFFECTS_ERROR_BAD_ARGUMENT: return "argument out of range";
         case EFFECTS_ERROR_OUT_OF_MEMORY: return "out of memory";
+        case EFFECTS_ERROR_UNKNOWN_FORMAT: return "unknown pixel format";
         default: return "unexpected error";
     }
 }
