@@ -1,22 +1,41 @@
-// The effects command: reports the library it runs on and the pixel
-// formats it converts between, says what a Radiance file holds (or what is
-// wrong with it), and measures raw images (--stats).
+// The effects command: subcommands merge, demo, info, tonemap and convert,
+// and the older options that report the library it runs on, the pixel
+// formats that library converts between, what a Radiance file holds, and
+// measures of raw images (--stats).
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <vector>
 
+#include "command_kit.hpp"
 #include "effects/effects.hpp"
 #include "effects/io.hpp"
 #include "effects/stats.hpp"
+#include "merge_command.hpp"
+
+namespace cli {
+int demo_command(Args& args);
+int info_command(Args& args);
+int tonemap_command(Args& args);
+int convert_command(Args& args);
+}  // namespace cli
 
 namespace {
 
 void print_usage(std::FILE* out) {
     std::fputs(
-        "usage: effects [--version] [--formats] [--hdr-info FILE] [--stats FORMAT WIDTH HEIGHT FILE] [--help]\n"
+        "usage: effects COMMAND [ARGS...]   (effects COMMAND --help for details)\n"
+        "  merge FRAME... -o OUT.hdr   merge a bracket of JPEG/PNG/TIFF frames into HDR\n"
+        "  demo [-o DIR]               render a scene, bracket it, merge it (no input needed)\n"
+        "  info FILE                   size, format, header and dynamic range of an image\n"
+        "  tonemap IN.hdr -o OUT.png   tone-map an HDR image for display\n"
+        "  convert IN OUT              between PNG, JPEG, TIFF, Radiance .hdr and VZM\n"
+        "or: effects [--version] [--formats] [--hdr-info FILE] [--stats FORMAT WIDTH HEIGHT FILE] [--help]\n"
         "  --version         print the library version\n"
         "  --formats         list the pixel formats and the conversions between them\n"
         "  --hdr-info FILE   size, exposure, header and value range of a Radiance file\n"
@@ -138,7 +157,47 @@ int print_hdr_info(const char* path) {
 
 }  // namespace
 
+// Runs a subcommand; a Failure (bad input) is one line and status 2.
+int run_command(int (*command)(cli::Args&), int argc, char** argv) {
+    try {
+        cli::Args args(argc, argv, 2);
+        return command(args);
+    } catch (const cli::Failure& e) {
+        std::fprintf(stderr, "effects %s: %s\n", argv[1], e.what());
+        return 2;
+    } catch (const effects::Error& e) {
+        std::fprintf(stderr, "effects %s: %s\n", argv[1], e.what());
+        return 2;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "effects %s: out of memory\n", argv[1]);
+        return 1;
+    }
+}
+
+// The command usually runs beside other busy programs. OpenMP threads that
+// spin at the end of each parallel region while their partner is descheduled
+// lose whole time slices there, and alignment runs many short regions (on a
+// loaded 2-core machine it took 5x longer). Waiting threads should sleep;
+// the runtime reads that choice only when it loads, so the command starts
+// itself again once with it set, unless the user chose a policy.
+void prefer_sleeping_threads(char** argv) {
+    if (std::getenv("OMP_WAIT_POLICY")) return;
+    if (setenv("OMP_WAIT_POLICY", "passive", 1) != 0) return;
+    execv("/proc/self/exe", argv);  // returns only on failure: carry on as we are
+}
+
 int main(int argc, char** argv) {
+    prefer_sleeping_threads(argv);
+    if (argc >= 2) {
+        static const struct {
+            const char* name;
+            int (*command)(cli::Args&);
+        } commands[] = {{"merge", cli::merge_command},     {"demo", cli::demo_command},
+                        {"info", cli::info_command},       {"tonemap", cli::tonemap_command},
+                        {"convert", cli::convert_command}};
+        for (const auto& c : commands)
+            if (!std::strcmp(argv[1], c.name)) return run_command(c.command, argc, argv);
+    }
     if (argc < 2) {
         std::printf("effects %s\n", EffectsVersion());
         print_formats();

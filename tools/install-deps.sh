@@ -7,8 +7,10 @@ packages=(
   cmake make g++ gcc binutils pkgconf  # toolchain; OpenMP comes with GCC
   libgtest-dev libgmock-dev googletest # tests
   libbenchmark-dev                     # benchmarks
-  pfstools                             # interchange tests of the Radiance files
-  libpng-dev libjpeg-dev               # tests: decoding the bracketed photo sets
+  pfstools                             # interchange tests of the Radiance files; CLI benchmark
+  libjpeg62-turbo-dev libpng-dev       # the effects command's image files (and the tests' decoders)
+  libtiff-dev libexif-dev
+  time jhead bc                        # CLI benchmark: peak memory, EXIF times for pfsinme
 )
 packages+=("$@")
 
