@@ -1,0 +1,16 @@
+# Shared by the export checks: fails unless the list `actual` (names a
+# library exports) equals the names in the file EXPECTED, one per line.
+function(effects_compare_exports actual what)
+  list(SORT actual)
+  file(STRINGS ${EXPECTED} expected)
+  list(SORT expected)
+  set(missing ${expected})
+  list(REMOVE_ITEM missing ${actual})
+  set(extra ${actual})
+  list(REMOVE_ITEM extra ${expected})
+  if(missing OR extra OR NOT actual)
+    message(FATAL_ERROR "${what} differs from the headers\n  missing: ${missing}\n  extra: ${extra}")
+  endif()
+  list(LENGTH actual count)
+  message(STATUS "${count} exports, all declared in the headers")
+endfunction()
