@@ -10,6 +10,9 @@
 #include "frame/rgbe.hpp"
 
 namespace effects::detail {
+// The readers and the luminance are instantiated by kernels built for other
+// instruction sets too (range_kernels_<isa>.cpp): each build gets its own.
+inline namespace EFFECTS_ISA_NAMESPACE {
 
 // ---- how the members read a pixel ------------------------------------------
 
@@ -54,6 +57,8 @@ inline float luminance(float c0, float c1, float c2) {
     constexpr float w2 = W == LumaWeights::Standard ? kLumaRed : kLumaBlue;
     return c0 * w0 + c2 * w2 + c1 * kLumaGreen;
 }
+
+}  // namespace EFFECTS_ISA_NAMESPACE
 
 // Pixels walked by a count-form member: ((count - 1) / 4) + 1, none for a
 // count below 1.

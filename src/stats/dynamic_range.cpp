@@ -1,0 +1,229 @@
+// The DynamicRange... members: minimum and maximum (and the 128 member's
+// second minimum) merged from per-chunk figures, and the sum of the one
+// serial chain of double additions, rebuilt exactly from chunks walked in
+// parallel (range_sum.hpp has the rule it rests on).
+//
+// Rounds of work, each thread taking one slot of kSlotChunks chunks per
+// round: (1) in parallel, a slot's values are computed into a cache with
+// their figures; (2) serially, from the exact chain at the start of the
+// round and the figures' sums, each chunk gets a plan: the grid its whole
+// walk is expected to stay on, or the plain serial walk; (3) in parallel, in
+// the next round, the steps of the planned chunks from the cached values;
+// (4) serially, the chunks in order: a planned chunk advances the exact
+// chain by delta[m & 1] once exact integers confirm that its walk cannot
+// leave the grid from there, and every other chunk (a binade crossing, the
+// start of the 128 member, NaN or infinity, a wrong estimate) is walked
+// value by value from the exact chain. An estimate can cost time, never
+// bytes.
+#include <algorithm>
+#include <cmath>
+
+#include "frame/isa.hpp"
+#include "frame/parallel.hpp"
+#include "frame/scratch.hpp"
+#include "stats/range_sum.hpp"
+#include "stats/stats.hpp"
+
+namespace effects::detail {
+
+const RangeKernels& range_kernels() {
+#if EFFECTS_HAVE_ISA_KERNELS
+    static const bool bmi2 = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("bmi2") != 0;
+    }();
+    switch (active_kernel_isa()) {
+        case KernelIsa::Avx512:
+            if (bmi2) return *range_kernels_avx512();
+            return *range_kernels_avx2();
+        case KernelIsa::Avx2: return *range_kernels_avx2();
+        default: break;
+    }
+#endif
+    return *range_kernels_baseline();
+}
+
+namespace {
+
+// Chunks one thread takes per round: their values stay cached from the
+// figures of one round to the steps of the next (256 KiB of floats).
+constexpr int64_t kSlotChunks = 32;
+// The figures' sums are added in any order; each is off by at most
+// n u sum|v| (n <= 2^29 values, u = 2^-53), far inside this fraction of it.
+constexpr double kSumSlack = 0x1p-30;
+constexpr int64_t kTop = int64_t{1} << 53, kLow = int64_t{1} << 52;
+
+enum class Walk : uint8_t { Serial, Exact, Grid };
+struct ChunkPlan {
+    Walk walk;
+    double scale;  // 1 / G
+    int shift;     // members on a grid: the bits of v / G below the point (fine_steps when <= 15), else -1
+};
+
+// A plan on the grid 1/scale.
+template <class Member>
+ChunkPlan on_grid(Walk walk, double scale) {
+    const int shift = Member::kOnGrid ? -Member::kGridExponent - std::ilogb(scale) : -1;
+    return {walk, scale, shift >= 0 && shift <= 15 ? shift : -1};
+}
+
+// Upper bounds of the positive and of the negative values' sums.
+double rises(const ChunkFigures& f) {
+    return std::max(0.0, (f.magnitude + f.sum) * 0.5) + kSumSlack * f.magnitude;
+}
+double falls(const ChunkFigures& f) {
+    return std::max(0.0, (f.magnitude - f.sum) * 0.5) + kSumSlack * f.magnitude;
+}
+
+// The plan of a chunk of n values whose walk starts near s (within slack).
+template <class Member>
+ChunkPlan plan_chunk(const ChunkFigures& f, int64_t n, double s, double slack) {
+    constexpr ChunkPlan kSerial{Walk::Serial, 0.0, -1};
+    if (!std::isfinite(s) || !std::isfinite(f.sum)) return kSerial;
+    const double widest = std::max(std::fabs(f.minimum), std::fabs(f.maximum));
+    const double lo = s - falls(f) - slack, hi = s + rises(f) + slack;
+    if constexpr (Member::kOnGrid) {
+        const double scale = std::ldexp(1.0, -Member::kGridExponent);
+        const double roof = std::ldexp(1.0, 53 + Member::kGridExponent);  // every multiple of G below is a double
+        if (std::max(-lo, hi) + static_cast<double>(n + 4) / scale < roof && widest * scale <= kRangeStepLimit)
+            return on_grid<Member>(Walk::Exact, scale);
+    }
+    if (lo > 0.0 || hi < 0.0) {
+        const double inner = lo > 0.0 ? lo : -hi, outer = lo > 0.0 ? hi : -lo;
+        const int k = std::ilogb(inner);
+        if (k > -900 && k < 900) {
+            const double scale = std::ldexp(1.0, 52 - k);
+            const double margin = static_cast<double>(n + 4) / scale;
+            if (inner - margin >= std::ldexp(1.0, k) && outer + margin <= std::ldexp(1.0, k + 1) &&
+                widest * scale <= kRangeStepLimit)
+                return on_grid<Member>(Walk::Grid, scale);
+        }
+    }
+    return kSerial;
+}
+
+// Walks a planned chunk of n values from the exact chain value s in
+// integers. Each addition moves m by at most ceil(|t|) <= |t| + 1, so every
+// m of the walk lies in [m0 - down, m0 + up] and every exact partial sum
+// within half a step of one; when that range cannot leave the grid the
+// deltas are the chain's. Returns false, s untouched, otherwise.
+bool advance(double& s, const ChunkPlan& p, const ChunkSteps& st, const ChunkFigures& f, int64_t n) {
+    if (p.walk == Walk::Serial || !st.valid) return false;
+    const double m0 = s * p.scale;
+    if (!(std::fabs(m0) <= 0x1p53) || m0 != std::floor(m0)) return false;
+    const int64_t m = static_cast<int64_t>(m0);
+    const int64_t lo = m - static_cast<int64_t>(std::ceil(falls(f) * p.scale)) - n - 2;
+    const int64_t hi = m + static_cast<int64_t>(std::ceil(rises(f) * p.scale)) + n + 2;
+    const bool fits = p.walk == Walk::Exact ? lo >= -kTop && hi <= kTop
+                                            : (lo > kLow && hi < kTop) || (lo > -kTop && hi < -kLow);
+    if (!fits) return false;
+    s = static_cast<double>(m + st.delta[m & 1]) / p.scale;
+    return true;
+}
+
+// The plain chain, value after value.
+double serial_sum(const float* v, int64_t n, double s) {
+    for (int64_t i = 0; i < n; ++i) s += static_cast<double>(v[i]);
+    return s;
+}
+
+template <class Member>
+void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* second_minimum,
+                   double* sum) {
+    const RangeKernels& kern = range_kernels();
+    const auto values = kern.values[Member::kSlot];
+    const int64_t chunks = pixels > 0 ? (pixels + kRangeChunk - 1) / kRangeChunk : 0;
+    const int64_t slots = std::max(1, team_capacity());
+    const int64_t round_chunks = slots * kSlotChunks;
+    const int64_t rounds = (chunks + round_chunks - 1) / round_chunks;
+    const int64_t kept = std::min(chunks, round_chunks);  // chunks whose values one round keeps
+
+    ScratchBuffer<ChunkFigures> figures(static_cast<std::size_t>(chunks));
+    ScratchBuffer<ChunkPlan> plans(static_cast<std::size_t>(chunks));
+    ScratchBuffer<ChunkSteps> steps(static_cast<std::size_t>(chunks));
+    ScratchBuffer<float> cache(static_cast<std::size_t>((rounds > 1 ? 2 : 1) * kept * kRangeChunk));
+    auto length = [&](int64_t c) { return std::min(kRangeChunk, pixels - c * kRangeChunk); };
+    auto cached = [&](int64_t c) { return cache.data() + ((c / round_chunks) % 2 * kept + c % round_chunks) * kRangeChunk; };
+    auto first_of = [&](int64_t round, int64_t slot) { return std::min(chunks, round * round_chunks + slot * kSlotChunks); };
+
+    double s = 0.0;
+    for (int64_t r = 0; rounds > 0 && r <= rounds; ++r) {
+        parallel_blocks(slots, [&](int, int64_t begin, int64_t end) {
+            for (int64_t slot = begin; slot < end; ++slot) {
+                if (r > 0)  // (3) the steps of the previous round
+                    for (int64_t c = first_of(r - 1, slot); c < first_of(r - 1, slot + 1); ++c) {
+                        const ChunkPlan& p = plans[c];
+                        if (p.walk == Walk::Serial) continue;
+                        steps[c] = p.shift >= 0
+                                       ? kern.fine_steps(cached(c), length(c), p.scale, figures[c].units, p.shift)
+                                       : kern.grid_steps(cached(c), length(c), p.scale);
+                    }
+                if (r < rounds)  // (1) this round's values and figures
+                    for (int64_t c = first_of(r, slot); c < first_of(r, slot + 1); ++c) {
+                        figures[c] = values(image + c * kRangeChunk * Member::kPixelBytes, length(c), cached(c));
+                    }
+            }
+        });
+        if (r > 0)  // (4) the chain through the previous round
+            for (int64_t c = first_of(r - 1, 0); c < first_of(r, 0); ++c) {
+                if (!std::isfinite(s))
+                    s += figures[c].sum;  // inf stays inf, or turns NaN where the chain meets a NaN or -inf
+                else if (!advance(s, plans[c], steps[c], figures[c], length(c)))
+                    s = serial_sum(cached(c), length(c), s);
+            }
+        if (r < rounds) {  // (2) plans of this round, from the exact chain at its start
+            double guess = s, seen = 0.0;
+            for (int64_t c = first_of(r, 0); c < first_of(r + 1, 0); ++c) {
+                plans[c] = plan_chunk<Member>(figures[c], length(c), guess, kSumSlack * (std::fabs(s) + seen));
+                guess += figures[c].sum;
+                seen += figures[c].magnitude;
+            }
+        }
+    }
+
+    // The extremes are order-free; NaN never wins a comparison.
+    float lowest = HUGE_VALF, highest = -HUGE_VALF;
+    for (int64_t c = 0; c < chunks; ++c) {
+        lowest = figures[c].minimum < lowest ? figures[c].minimum : lowest;
+        highest = figures[c].maximum > highest ? figures[c].maximum : highest;
+    }
+    double mn = 1e10, mx = 1e-10;
+    if (lowest < mn) mn = lowest;
+    if (highest > mx) mx = highest;
+    if (second_minimum) {
+        // The minimum before the last one: the smallest value (or 1e10)
+        // before the first occurrence of the final minimum.
+        double before = 1e10;
+        if (lowest < 1e10) {
+            int64_t c = 0;
+            for (; figures[c].minimum != lowest; ++c)
+                if (figures[c].minimum < before) before = figures[c].minimum;
+            ScratchBuffer<float> v(static_cast<std::size_t>(length(c)));
+            values(image + c * kRangeChunk * Member::kPixelBytes, length(c), v.data());
+            for (int64_t i = 0; v[i] != lowest; ++i)
+                if (v[i] < before) before = v[i];
+        }
+        *second_minimum = before;
+    }
+    *minimum = mn;
+    *maximum = mx;
+    *sum = s;
+}
+
+}  // namespace
+
+void dynamic_range32(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* sum) {
+    dynamic_range<RangeOfBytes>(pixels, image, minimum, maximum, nullptr, sum);
+}
+
+void dynamic_range64(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* sum) {
+    dynamic_range<RangeOfWords>(pixels, image, minimum, maximum, nullptr, sum);
+}
+
+void dynamic_range128(int64_t pixels, const float* image, double* minimum, double* maximum, double* second_minimum,
+                      double* sum) {
+    dynamic_range<RangeOfFloats>(pixels, reinterpret_cast<const uint8_t*>(image), minimum, maximum, second_minimum,
+                                 sum);
+}
+
+}  // namespace effects::detail
