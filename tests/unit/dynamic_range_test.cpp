@@ -13,6 +13,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -136,6 +137,7 @@ struct Case {
     Member member;
     Make make;
 };
+void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
 
 // Random channels, n pixels.
 Make random_pixels(size_t n) {
@@ -231,6 +233,9 @@ const Case kCases[] = {
     {"words run of a tie at every step", Member::Words, run_of(5000, 32767, {1, 0, 0}, 60000)},
     {"words run of black below white", Member::Words, run_of(20000, -32768, {-1, -1, -1}, 60000)},
     {"floats 1e-8 to 1e30", Member::Floats, wide_floats(200000)},
+    {"floats falling to the last pixel", Member::Floats, [](Builder& b, std::mt19937&) {
+         for (int i = 20000; i > 0; --i) b.add_floats(static_cast<float>(i), 1.0f, 1.0f);
+     }},
     {"floats NaN first", Member::Floats, floats_with(50000, 0.0, NAN)},
     {"floats NaN middle", Member::Floats, floats_with(50000, 0.5, NAN)},
     {"floats NaN last", Member::Floats, floats_with(50000, 1.0, NAN)},
