@@ -3,18 +3,13 @@
 // serial chain of double additions, rebuilt exactly from chunks walked in
 // parallel (range_sum.hpp has the rule it rests on).
 //
-// Rounds of work, each thread taking one slot of kSlotChunks chunks per
-// round: (1) in parallel, a slot's values are computed into a cache with
-// their figures; (2) serially, from the exact chain at the start of the
-// round and the figures' sums, each chunk gets a plan: the grid its whole
-// walk is expected to stay on, or the plain serial walk; (3) in parallel, in
-// the next round, the steps of the planned chunks from the cached values;
-// (4) serially, the chunks in order: a planned chunk advances the exact
-// chain by delta[m & 1] once exact integers confirm that its walk cannot
-// leave the grid from there, and every other chunk (a binade crossing, the
-// start of the 128 member, NaN or infinity, a wrong estimate) is walked
-// value by value from the exact chain. An estimate can cost time, never
-// bytes.
+// Rounds of work, each thread taking one slot of chunks per round: (1) in parallel, a slot's values are computed into a
+// cache with their figures; (2) serially, from the exact chain at the start of the round and the figures' sums, each
+// chunk gets a plan: the grid its whole walk is expected to stay on, or the plain serial walk; (3) in parallel, in the
+// next round, the steps of the planned chunks from the cached values; (4) serially, the chunks in order: a planned
+// chunk advances the exact chain by delta[m & 1] once exact integers confirm that its walk cannot leave the grid from
+// there, and every other chunk (a binade crossing, the start of the 128 member, NaN or infinity, a wrong estimate) is
+// walked value by value from the exact chain. An estimate can cost time, never bytes.
 #include <algorithm>
 #include <cmath>
 
@@ -36,8 +31,10 @@ const RangeKernels& range_kernels() {
         case KernelIsa::Avx512:
             if (bmi2) return *range_kernels_avx512();
             return *range_kernels_avx2();
-        case KernelIsa::Avx2: return *range_kernels_avx2();
-        default: break;
+        case KernelIsa::Avx2:
+            return *range_kernels_avx2();
+        default:
+            break;
     }
 #endif
     return *range_kernels_baseline();
@@ -46,8 +43,11 @@ const RangeKernels& range_kernels() {
 namespace {
 
 // Chunks one thread takes per round: their values stay cached from the
-// figures of one round to the steps of the next (256 KiB of floats).
-constexpr int64_t kSlotChunks = 32;
+// figures of one round to the steps of the next, 512 KiB of floats with two
+// threads, less with many (the cache holds two rounds).
+int64_t slot_chunks(int64_t slots) {
+    return std::max<int64_t>(4, 64 / slots);
+}
 // The figures' sums are added in any order; each is off by at most
 // n u sum|v| (n <= 2^29 values, u = 2^-53), far inside this fraction of it.
 constexpr double kSumSlack = 0x1p-30;
@@ -114,8 +114,8 @@ bool advance(double& s, const ChunkPlan& p, const ChunkSteps& st, const ChunkFig
     const int64_t m = static_cast<int64_t>(m0);
     const int64_t lo = m - static_cast<int64_t>(std::ceil(falls(f) * p.scale)) - n - 2;
     const int64_t hi = m + static_cast<int64_t>(std::ceil(rises(f) * p.scale)) + n + 2;
-    const bool fits = p.walk == Walk::Exact ? lo >= -kTop && hi <= kTop
-                                            : (lo > kLow && hi < kTop) || (lo > -kTop && hi < -kLow);
+    const bool fits =
+        p.walk == Walk::Exact ? lo >= -kTop && hi <= kTop : (lo > kLow && hi < kTop) || (lo > -kTop && hi < -kLow);
     if (!fits) return false;
     s = static_cast<double>(m + st.delta[m & 1]) / p.scale;
     return true;
@@ -134,7 +134,8 @@ void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double
     const auto values = kern.values[Member::kSlot];
     const int64_t chunks = pixels > 0 ? (pixels + kRangeChunk - 1) / kRangeChunk : 0;
     const int64_t slots = std::max(1, team_capacity());
-    const int64_t round_chunks = slots * kSlotChunks;
+    const int64_t per_slot = slot_chunks(slots);
+    const int64_t round_chunks = slots * per_slot;
     const int64_t rounds = (chunks + round_chunks - 1) / round_chunks;
     const int64_t kept = std::min(chunks, round_chunks);  // chunks whose values one round keeps
 
@@ -143,8 +144,12 @@ void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double
     ScratchBuffer<ChunkSteps> steps(static_cast<std::size_t>(chunks));
     ScratchBuffer<float> cache(static_cast<std::size_t>((rounds > 1 ? 2 : 1) * kept * kRangeChunk));
     auto length = [&](int64_t c) { return std::min(kRangeChunk, pixels - c * kRangeChunk); };
-    auto cached = [&](int64_t c) { return cache.data() + ((c / round_chunks) % 2 * kept + c % round_chunks) * kRangeChunk; };
-    auto first_of = [&](int64_t round, int64_t slot) { return std::min(chunks, round * round_chunks + slot * kSlotChunks); };
+    auto cached = [&](int64_t c) {
+        return cache.data() + ((c / round_chunks) % 2 * kept + c % round_chunks) * kRangeChunk;
+    };
+    auto first_of = [&](int64_t round, int64_t slot) {
+        return std::min(chunks, round * round_chunks + slot * per_slot);
+    };
 
     double s = 0.0;
     for (int64_t r = 0; rounds > 0 && r <= rounds; ++r) {

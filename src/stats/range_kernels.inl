@@ -34,7 +34,9 @@ namespace {
 
 // Only builtins and this build's own inline functions here: a library
 // template instantiated with these flags could stand in for another build's.
-inline int bit_count(uint32_t x) { return __builtin_popcount(x); }
+inline int bit_count(uint32_t x) {
+    return __builtin_popcount(x);
+}
 
 // Accumulators per loop (one AVX-512 register of floats). A chunk gives each
 // at most kRangeChunk / kLanes = 256 values.
@@ -240,7 +242,9 @@ inline void add_masks(LaneMasks& m, int j, T fh) {
 #if defined(__AVX512F__)
 constexpr int kFloor = _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC;
 
-inline uint32_t masks8(__mmask8 lo, __mmask8 hi) { return static_cast<uint32_t>(lo) | static_cast<uint32_t>(hi) << 8; }
+inline uint32_t masks8(__mmask8 lo, __mmask8 hi) {
+    return static_cast<uint32_t>(lo) | static_cast<uint32_t>(hi) << 8;
+}
 #endif
 
 // Any values: t in double, the lanes' qh summed in double (exact: at most
@@ -261,10 +265,11 @@ EFFECTS_RANGE_KERNEL ChunkSteps grid_steps(const float* __restrict v, int64_t n,
             const __m512d f0 = _mm512_sub_pd(u0, h0), f1 = _mm512_sub_pd(u1, h1);
             q0 = _mm512_add_pd(q0, h0);
             q1 = _mm512_add_pd(q1, h1);
-            fold(walk, {masks8(_mm512_cmp_pd_mask(f0, quarter, _CMP_GT_OQ), _mm512_cmp_pd_mask(f1, quarter, _CMP_GT_OQ)),
-                        masks8(_mm512_cmp_pd_mask(f0, three, _CMP_GT_OQ), _mm512_cmp_pd_mask(f1, three, _CMP_GT_OQ)),
-                        masks8(_mm512_cmp_pd_mask(f0, quarter, _CMP_EQ_OQ) | _mm512_cmp_pd_mask(f0, three, _CMP_EQ_OQ),
-                               _mm512_cmp_pd_mask(f1, quarter, _CMP_EQ_OQ) | _mm512_cmp_pd_mask(f1, three, _CMP_EQ_OQ))});
+            fold(walk,
+                 {masks8(_mm512_cmp_pd_mask(f0, quarter, _CMP_GT_OQ), _mm512_cmp_pd_mask(f1, quarter, _CMP_GT_OQ)),
+                  masks8(_mm512_cmp_pd_mask(f0, three, _CMP_GT_OQ), _mm512_cmp_pd_mask(f1, three, _CMP_GT_OQ)),
+                  masks8(_mm512_cmp_pd_mask(f0, quarter, _CMP_EQ_OQ) | _mm512_cmp_pd_mask(f0, three, _CMP_EQ_OQ),
+                         _mm512_cmp_pd_mask(f1, quarter, _CMP_EQ_OQ) | _mm512_cmp_pd_mask(f1, three, _CMP_EQ_OQ))});
         }
         _mm512_storeu_pd(qsum, q0);
         _mm512_storeu_pd(qsum + 8, q1);

@@ -107,7 +107,8 @@ TEST(RangeKernels, ExactStepsAreTheSumOnTheValuesGrid) {
     // Below 2^26 nothing rounds: the steps are the sum in units of 2^-27.
     std::mt19937 rng(5);
     std::vector<float> v(3000);
-    for (float& x : v) x = std::ldexp(static_cast<float>(static_cast<int>(rng() % 65536) - 32768), -27 + static_cast<int>(rng() % 30));
+    for (float& x : v)
+        x = std::ldexp(static_cast<float>(static_cast<int>(rng() % 65536) - 32768), -27 + static_cast<int>(rng() % 30));
     for (const ed::RangeKernels* kern : builds()) {
         const ed::ChunkSteps s = kern->fine_steps(v.data(), 3000, 0x1p27, units_of(v), 0);
         ASSERT_TRUE(s.valid);
@@ -122,7 +123,10 @@ TEST(RangeKernels, EveryBuildGivesTheBaselineValuesAndSteps) {
     for (auto& b : image) b = static_cast<uint8_t>(rng());
     float* f = reinterpret_cast<float*>(image.data());
     for (size_t i = 0; i < 5000 * 4; ++i)  // finite floats with a few NaN, infinities and negatives
-        f[i] = i % 97 == 0 ? NAN : i % 89 == 0 ? -HUGE_VALF : std::ldexp(static_cast<float>(rng() % 100000) - 20000.0f, static_cast<int>(rng() % 40) - 30);
+        f[i] = i % 97 == 0 ? NAN
+               : i % 89 == 0
+                   ? -HUGE_VALF
+                   : std::ldexp(static_cast<float>(rng() % 100000) - 20000.0f, static_cast<int>(rng() % 40) - 30);
     const auto all = builds();
     for (int member = 0; member < 3; ++member) {
         for (int64_t n : {1, 15, 16, 17, 33, 4095, 4096}) {
@@ -165,7 +169,12 @@ TEST(RangeKernels, IntegerLuminancesLieOnTheGridOfTwoToMinus27) {
     const int16_t edges[] = {-32768, -32767, -1, 0, 1, 32766, 32767};
     for (int i = 0; i < (1 << 22); ++i) {
         int16_t w[4];
-        for (int k = 0; k < 3; ++k) w[k] = i < 343 ? edges[(i / (k == 0 ? 1 : k == 1 ? 7 : 49)) % 7] : static_cast<int16_t>(rng() >> (rng() % 17));
+        for (int k = 0; k < 3; ++k)
+            w[k] = i < 343 ? edges[(i / (k == 0   ? 1
+                                         : k == 1 ? 7
+                                                  : 49)) %
+                                   7]
+                           : static_cast<int16_t>(rng() >> (rng() % 17));
         off += !on_grid(ed::RangeOfWords::value(reinterpret_cast<const uint8_t*>(w)));
     }
     EXPECT_EQ(off, 0);

@@ -43,7 +43,9 @@ float value_of(Member m, const uint8_t* p) {
 struct Figures {
     double mn, mx, second, sum;
 };
-bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+bool same_bits(double a, double b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
 
 Figures serial(Member m, const std::vector<uint8_t>& img) {
     Figures f{1e10, 1e-10, 1e10, 0.0};
@@ -137,7 +139,9 @@ struct Case {
     Member member;
     Make make;
 };
-void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << c.name;
+}
 
 // Random channels, n pixels.
 Make random_pixels(size_t n) {
@@ -146,7 +150,9 @@ Make random_pixels(size_t n) {
             if (b.m == Member::Bytes) b.add_ints(rng() & 255, rng() & 255, rng() & 255);
             if (b.m == Member::Words) b.add_ints(rng() & 0xFFFF, rng() & 0xFFFF, rng() & 0xFFFF);
             if (b.m == Member::Floats) {
-                auto f = [&] { return std::ldexp(static_cast<float>(rng() % 1000) / 1000.0f, static_cast<int>(rng() % 12) - 6); };
+                auto f = [&] {
+                    return std::ldexp(static_cast<float>(rng() % 1000) / 1000.0f, static_cast<int>(rng() % 12) - 6);
+                };
                 b.add_floats(f(), f(), f());
             }
         }
@@ -195,9 +201,12 @@ Make floats_with(size_t n, double at, float special, float second = 0.0f) {
         const size_t k = static_cast<size_t>(at * static_cast<double>(n - 1));
         for (size_t i = 0; i < n; ++i) {
             const float c = std::ldexp(static_cast<float>(rng() % 1000 + 1), static_cast<int>(rng() % 20) - 10);
-            if (i == k) b.add_floats(special, c, c);
-            else if (second != 0.0f && i == k + n / 4) b.add_floats(second, c, c);
-            else b.add_floats(c, c, c);
+            if (i == k)
+                b.add_floats(special, c, c);
+            else if (second != 0.0f && i == k + n / 4)
+                b.add_floats(second, c, c);
+            else
+                b.add_floats(c, c, c);
         }
     };
 }
@@ -233,7 +242,8 @@ const Case kCases[] = {
     {"words run of a tie at every step", Member::Words, run_of(5000, 32767, {1, 0, 0}, 60000)},
     {"words run of black below white", Member::Words, run_of(20000, -32768, {-1, -1, -1}, 60000)},
     {"floats 1e-8 to 1e30", Member::Floats, wide_floats(200000)},
-    {"floats falling to the last pixel", Member::Floats, [](Builder& b, std::mt19937&) {
+    {"floats falling to the last pixel", Member::Floats,
+     [](Builder& b, std::mt19937&) {
          for (int i = 20000; i > 0; --i) b.add_floats(static_cast<float>(i), 1.0f, 1.0f);
      }},
     {"floats NaN first", Member::Floats, floats_with(50000, 0.0, NAN)},
@@ -246,7 +256,8 @@ const Case kCases[] = {
     {"floats minus inf middle", Member::Floats, floats_with(50000, 0.5, -HUGE_VALF)},
     {"bytes all zero", Member::Bytes, run_of(0, 0, {0, 0, 0}, 9000)},
     {"words all zero", Member::Words, run_of(0, 0, {0, 0, 0}, 9000)},
-    {"floats all zero", Member::Floats, [](Builder& b, std::mt19937&) {
+    {"floats all zero", Member::Floats,
+     [](Builder& b, std::mt19937&) {
          for (int i = 0; i < 9000; ++i) b.add_floats(0.0f, 0.0f, 0.0f);
      }},
 };
