@@ -48,37 +48,56 @@ namespace {
 int64_t slot_chunks(int64_t slots) {
     return std::max<int64_t>(4, 64 / slots);
 }
-// The figures' sums are added in any order; each is off by at most
-// n u sum|v| (n <= 2^29 values, u = 2^-53), far inside this fraction of it.
+// The figures' sums are added in double in any order; each is off by at
+// most n u sum|v| (n <= 2^29 values, u = 2^-53), far inside this fraction
+// of it. Their magnitudes are added in float lanes of at most 256 values,
+// within 256 * 2^-24 of theirs.
 constexpr double kSumSlack = 0x1p-30;
+constexpr double kMagnitudeSlack = 0x1p-12;
 constexpr int64_t kTop = int64_t{1} << 53, kLow = int64_t{1} << 52;
 
+// How a chunk's walk is checked: the plain serial walk, nothing rounding
+// below 2^53 G, or staying in one binade.
 enum class Walk : uint8_t { Serial, Exact, Grid };
+// How its steps are found: every v / G an integer (so none rounds and the
+// exact sum of the values gives them), fine_steps or grid_steps.
+enum class Steps : uint8_t { Whole, Fine, Grid };
 struct ChunkPlan {
     Walk walk;
+    Steps steps;
     double scale;  // 1 / G
-    int shift;     // members on a grid: the bits of v / G below the point (fine_steps when <= 15), else -1
+    int shift;     // members on a grid: v / G is a multiple of 2^-shift
 };
 
-// A plan on the grid 1/scale.
+// A plan on the grid G = 1/scale. A float at least 2^23 G is a multiple of G.
 template <class Member>
-ChunkPlan on_grid(Walk walk, double scale) {
-    const int shift = Member::kOnGrid ? -Member::kGridExponent - std::ilogb(scale) : -1;
-    return {walk, scale, shift >= 0 && shift <= 15 ? shift : -1};
+ChunkPlan on_grid(Walk walk, double scale, const ChunkFigures& f) {
+    if (!Member::kOnGrid) return {walk, Steps::Grid, scale, -1};
+    const int shift = -Member::kGridExponent - std::ilogb(scale);
+    if (shift == 0 || (shift > 0 && f.least * scale >= 0x1p23)) return {walk, Steps::Whole, scale, shift};
+    if (shift > 0 && shift <= 15) return {walk, Steps::Fine, scale, shift};
+    return {walk, Steps::Grid, scale, -1};
+}
+
+// The steps of a chunk whose every v / G is an integer: units / 2^shift
+// from either parity.
+ChunkSteps whole_steps(int64_t units, int shift) {
+    const int64_t steps = units >> shift;
+    return {{steps, steps}, (units & ((int64_t{1} << shift) - 1)) == 0};
 }
 
 // Upper bounds of the positive and of the negative values' sums.
 double rises(const ChunkFigures& f) {
-    return std::max(0.0, (f.magnitude + f.sum) * 0.5) + kSumSlack * f.magnitude;
+    return std::max(0.0, (f.magnitude + f.sum) * 0.5) + kMagnitudeSlack * f.magnitude;
 }
 double falls(const ChunkFigures& f) {
-    return std::max(0.0, (f.magnitude - f.sum) * 0.5) + kSumSlack * f.magnitude;
+    return std::max(0.0, (f.magnitude - f.sum) * 0.5) + kMagnitudeSlack * f.magnitude;
 }
 
 // The plan of a chunk of n values whose walk starts near s (within slack).
 template <class Member>
 ChunkPlan plan_chunk(const ChunkFigures& f, int64_t n, double s, double slack) {
-    constexpr ChunkPlan kSerial{Walk::Serial, 0.0, -1};
+    constexpr ChunkPlan kSerial{Walk::Serial, Steps::Grid, 0.0, -1};
     if (!std::isfinite(s) || !std::isfinite(f.sum)) return kSerial;
     const double widest = std::max(std::fabs(f.minimum), std::fabs(f.maximum));
     const double lo = s - falls(f) - slack, hi = s + rises(f) + slack;
@@ -86,7 +105,7 @@ ChunkPlan plan_chunk(const ChunkFigures& f, int64_t n, double s, double slack) {
         const double scale = std::ldexp(1.0, -Member::kGridExponent);
         const double roof = std::ldexp(1.0, 53 + Member::kGridExponent);  // every multiple of G below is a double
         if (std::max(-lo, hi) + static_cast<double>(n + 4) / scale < roof && widest * scale <= kRangeStepLimit)
-            return on_grid<Member>(Walk::Exact, scale);
+            return on_grid<Member>(Walk::Exact, scale, f);
     }
     if (lo > 0.0 || hi < 0.0) {
         const double inner = lo > 0.0 ? lo : -hi, outer = lo > 0.0 ? hi : -lo;
@@ -96,7 +115,7 @@ ChunkPlan plan_chunk(const ChunkFigures& f, int64_t n, double s, double slack) {
             const double margin = static_cast<double>(n + 4) / scale;
             if (inner - margin >= std::ldexp(1.0, k) && outer + margin <= std::ldexp(1.0, k + 1) &&
                 widest * scale <= kRangeStepLimit)
-                return on_grid<Member>(Walk::Grid, scale);
+                return on_grid<Member>(Walk::Grid, scale, f);
         }
     }
     return kSerial;
@@ -158,8 +177,8 @@ void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double
                 if (r > 0)  // (3) the steps of the previous round
                     for (int64_t c = first_of(r - 1, slot); c < first_of(r - 1, slot + 1); ++c) {
                         const ChunkPlan& p = plans[c];
-                        if (p.walk == Walk::Serial) continue;
-                        steps[c] = p.shift >= 0
+                        if (p.walk == Walk::Serial || p.steps == Steps::Whole) continue;
+                        steps[c] = p.steps == Steps::Fine
                                        ? kern.fine_steps(cached(c), length(c), p.scale, figures[c].units, p.shift)
                                        : kern.grid_steps(cached(c), length(c), p.scale);
                     }
@@ -180,6 +199,8 @@ void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double
             double guess = s, seen = 0.0;
             for (int64_t c = first_of(r, 0); c < first_of(r + 1, 0); ++c) {
                 plans[c] = plan_chunk<Member>(figures[c], length(c), guess, kSumSlack * (std::fabs(s) + seen));
+                if (plans[c].walk != Walk::Serial && plans[c].steps == Steps::Whole)
+                    steps[c] = whole_steps(figures[c].units, plans[c].shift);
                 guess += figures[c].sum;
                 seen += figures[c].magnitude;
             }

@@ -45,30 +45,36 @@ static_assert(kRangeChunk / kLanes <= 256, "lane sums of the step kernels must s
 
 // ---- values and figures ----------------------------------------------------------
 
-// A chunk's figures gathered lane by lane; the sums in any order.
+// A chunk's figures gathered lane by lane; the sums in any order, the
+// magnitudes (needed only where values can be negative, a bound) in float.
 struct FigureLanes {
-    float lo[kLanes], hi[kLanes];
-    double sum[kLanes], mag[kLanes];
+    float lo[kLanes], hi[kLanes], least[kLanes];
+    double sum[kLanes];
+    float mag[kLanes];  // signed members only
 
     FigureLanes() {
-        for (int j = 0; j < kLanes; ++j) lo[j] = HUGE_VALF, hi[j] = -HUGE_VALF, sum[j] = 0.0, mag[j] = 0.0;
+        for (int j = 0; j < kLanes; ++j)
+            lo[j] = HUGE_VALF, hi[j] = -HUGE_VALF, least[j] = HUGE_VALF, sum[j] = 0.0, mag[j] = 0.0f;
     }
-    // A NaN fails both comparisons, as in the serial walk.
+    // A NaN fails every comparison, as in the serial walk.
     void take(int j, float x) {
         lo[j] = x < lo[j] ? x : lo[j];
         hi[j] = x > hi[j] ? x : hi[j];
+        least[j] = fabsf(x) > 0.0f && fabsf(x) < least[j] ? fabsf(x) : least[j];
         sum[j] += static_cast<double>(x);
-        mag[j] += std::fabs(static_cast<double>(x));
+        mag[j] += fabsf(x);
     }
     template <class Member>
     ChunkFigures result() const {
-        ChunkFigures f{lo[0], hi[0], sum[0], mag[0], 0};
+        ChunkFigures f{lo[0], hi[0], least[0], sum[0], mag[0], 0};
         for (int j = 1; j < kLanes; ++j) {
             f.minimum = lo[j] < f.minimum ? lo[j] : f.minimum;
             f.maximum = hi[j] > f.maximum ? hi[j] : f.maximum;
+            f.least = least[j] < f.least ? least[j] : f.least;
             f.sum += sum[j];
             f.magnitude += mag[j];
         }
+        if constexpr (!Member::kSigned) f.magnitude = f.sum;
         // On a grid each lane's sum is exact (at most 256 values of 24 bits
         // above the grid, 2^50 grid steps), so their sum in grid steps is too.
         if constexpr (Member::kOnGrid) {
@@ -99,14 +105,18 @@ inline __m512 values16<RangeOfBytes>(const uint8_t* p) {
 
 template <>
 inline __m512 values16<RangeOfWords>(const uint8_t* p) {
-    // Words 0 and 1 of each pixel form its even double word, 2 and 3 its odd one.
+    // Word 0 of the 16 pixels beside word 1, and word 2, gathered from the
+    // two registers' 64 words, then widened with their sign.
+    static constexpr int16_t kWords01[32] = {0, 4, 8, 12, 16, 20, 24, 28, 32, 36, 40, 44, 48, 52, 56, 60,
+                                             1, 5, 9, 13, 17, 21, 25, 29, 33, 37, 41, 45, 49, 53, 57, 61};
+    static constexpr int16_t kWords2[32] = {2, 6, 10, 14, 18, 22, 26, 30, 34, 38, 42, 46, 50, 54, 58, 62,
+                                            2, 6, 10, 14, 18, 22, 26, 30, 34, 38, 42, 46, 50, 54, 58, 62};
     const __m512i a = _mm512_loadu_si512(p), b = _mm512_loadu_si512(p + 64);
-    const __m512i even = _mm512_set_epi32(30, 28, 26, 24, 22, 20, 18, 16, 14, 12, 10, 8, 6, 4, 2, 0);
-    const __m512i odd = _mm512_set_epi32(31, 29, 27, 25, 23, 21, 19, 17, 15, 13, 11, 9, 7, 5, 3, 1);
-    const __m512i lo = _mm512_permutex2var_epi32(a, even, b), hi = _mm512_permutex2var_epi32(a, odd, b);
-    return luminance16(_mm512_cvtepi32_ps(_mm512_srai_epi32(_mm512_slli_epi32(lo, 16), 16)),
-                       _mm512_cvtepi32_ps(_mm512_srai_epi32(lo, 16)),
-                       _mm512_cvtepi32_ps(_mm512_srai_epi32(_mm512_slli_epi32(hi, 16), 16)));
+    const __m512i w01 = _mm512_permutex2var_epi16(a, _mm512_loadu_si512(kWords01), b);
+    const __m512i w2 = _mm512_permutex2var_epi16(a, _mm512_loadu_si512(kWords2), b);
+    return luminance16(_mm512_cvtepi32_ps(_mm512_cvtepi16_epi32(_mm512_castsi512_si256(w01))),
+                       _mm512_cvtepi32_ps(_mm512_cvtepi16_epi32(_mm512_extracti64x4_epi64(w01, 1))),
+                       _mm512_cvtepi32_ps(_mm512_cvtepi16_epi32(_mm512_castsi512_si256(w2))));
 }
 
 template <>
@@ -132,28 +142,28 @@ EFFECTS_RANGE_KERNEL ChunkFigures chunk_values(const uint8_t* __restrict image, 
     int64_t i = 0;
 #if defined(__AVX512F__)
     {
-        __m512 lo = _mm512_set1_ps(HUGE_VALF), hi = _mm512_set1_ps(-HUGE_VALF);
-        __m512d sum0 = _mm512_setzero_pd(), sum1 = sum0, mag0 = sum0, mag1 = sum0;
+        __m512 lo = _mm512_set1_ps(HUGE_VALF), hi = _mm512_set1_ps(-HUGE_VALF), least = lo;
+        __m512d sum0 = _mm512_setzero_pd(), sum1 = sum0;
+        __m512 mag = _mm512_setzero_ps();
         for (; i + kLanes <= n; i += kLanes) {
             const __m512 x = values16<Member>(image + i * Member::kPixelBytes);
             _mm512_storeu_ps(out + i, x);
             lo = _mm512_min_ps(x, lo);  // x < lo ? x : lo
             hi = _mm512_max_ps(x, hi);
+            const __m512 a = Member::kSigned ? _mm512_abs_ps(x) : x;
+            least = _mm512_mask_min_ps(least, _mm512_cmp_ps_mask(a, _mm512_setzero_ps(), _CMP_GT_OQ), a, least);
             const __m512d x0 = _mm512_cvtps_pd(_mm512_castps512_ps256(x));
             const __m512d x1 = _mm512_cvtps_pd(_mm256_castpd_ps(_mm512_extractf64x4_pd(_mm512_castps_pd(x), 1)));
             sum0 = _mm512_add_pd(sum0, x0);
             sum1 = _mm512_add_pd(sum1, x1);
-            if constexpr (Member::kSigned) {
-                mag0 = _mm512_add_pd(mag0, _mm512_abs_pd(x0));
-                mag1 = _mm512_add_pd(mag1, _mm512_abs_pd(x1));
-            }
+            if constexpr (Member::kSigned) mag = _mm512_add_ps(mag, _mm512_abs_ps(x));
         }
         _mm512_storeu_ps(lanes.lo, lo);
         _mm512_storeu_ps(lanes.hi, hi);
+        _mm512_storeu_ps(lanes.least, least);
         _mm512_storeu_pd(lanes.sum, sum0);
         _mm512_storeu_pd(lanes.sum + 8, sum1);
-        _mm512_storeu_pd(lanes.mag, Member::kSigned ? mag0 : sum0);
-        _mm512_storeu_pd(lanes.mag + 8, Member::kSigned ? mag1 : sum1);
+        _mm512_storeu_ps(lanes.mag, mag);
     }
 #endif
     auto take = [&](int64_t k, int j) {

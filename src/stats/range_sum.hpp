@@ -32,8 +32,9 @@ inline constexpr double kRangeStepLimit = 0x1p43;
 struct ChunkFigures {
     float minimum;     // smallest value, NaN ignored (+inf when there is none)
     float maximum;     // largest value, NaN ignored (-inf when there is none)
+    float least;       // smallest non-zero |value| (+inf when there is none)
     double sum;        // the values added in any order: not finite iff one is NaN or infinite
-    double magnitude;  // the |values| added in any order
+    double magnitude;  // the |values| added in any order, in float lanes (within 2^-16 of it)
     int64_t units;     // members on a grid: the exact sum in steps of the grid
 };
 

@@ -138,6 +138,7 @@ TEST(RangeKernels, EveryBuildGivesTheBaselineValuesAndSteps) {
                 EXPECT_EQ(0, std::memcmp(want.data(), got.data(), n * sizeof(float)));
                 EXPECT_EQ(0, std::memcmp(&fw.minimum, &fg.minimum, sizeof(float)));
                 EXPECT_EQ(0, std::memcmp(&fw.maximum, &fg.maximum, sizeof(float)));
+                EXPECT_EQ(0, std::memcmp(&fw.least, &fg.least, sizeof(float)));
                 EXPECT_EQ(fw.units, fg.units);
                 if (member == 2) continue;  // the float member's sums are estimates
                 const ed::ChunkSteps a = all[0]->grid_steps(want.data(), n, 0x1p22);
