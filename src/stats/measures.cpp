@@ -14,6 +14,7 @@
 #include "frame/rgbe.hpp"
 #include "frame/scratch.hpp"
 #include "stats/bin_counts.hpp"
+#include "stats/bin_kernels.hpp"
 #include "stats/stats.hpp"
 
 namespace effects::detail {
@@ -34,17 +35,21 @@ struct Rgba {
 // One reader per format: bytes per pixel, row alignment, whether it has
 // alpha, the factor that brings its values to 8-bit units (255 = white;
 // 15-bit w is w / 128, 16-bit w is w / 256, floats and RGBE times 255) and
-// the pixel's channels.
+// the pixel's channels. Where a legacy member's bin kernel gives the same
+// luminance bins (Bgra8, Rgba16), `luma_bins` names it and the histogram
+// takes that vector path.
+using LumaBins = void (*)(const uint8_t* pixels, int n, uint8_t* bins);
 template <int Bytes, int Align, bool Alpha, class Read>
 struct Reader {
     static constexpr int kBytes = Bytes, kAlign = Align;
     static constexpr bool kAlpha = Alpha;
     float to8;
     Read read;
+    LumaBins luma_bins;
 };
 template <int Bytes, int Align, bool Alpha, class Read>
-Reader<Bytes, Align, Alpha, Read> reader(float to8, Read read) {
-    return {to8, read};
+Reader<Bytes, Align, Alpha, Read> reader(float to8, Read read, LumaBins luma_bins = nullptr) {
+    return {to8, read, luma_bins};
 }
 
 // Calls fn(reader) for the format, or returns EFFECTS_ERROR_UNKNOWN_FORMAT.
@@ -53,12 +58,14 @@ int32_t with_reader(int32_t format, Fn&& fn) {
     constexpr auto half = [](const uint8_t* p, int k) { return DecodeRgbe<RgbeDecoding::HalfStep>(p[k], p[3]); };
     switch (format) {
         case EFFECTS_FORMAT_BGRA8:
-            return fn(reader<4, 1, true>(1.0f, [](const uint8_t* p) { return Rgba{float(p[2]), float(p[1]), float(p[0]), float(p[3])}; }));
+            return fn(reader<4, 1, true>(
+                1.0f, [](const uint8_t* p) { return Rgba{float(p[2]), float(p[1]), float(p[0]), float(p[3])}; },
+                bin_kernels().luma32));
         case EFFECTS_FORMAT_RGBA16:
             return fn(reader<8, 1, true>(0.0078125f, [](const uint8_t* p) {
                 return Rgba{float(load<int16_t>(p, 2)), float(load<int16_t>(p, 1)), float(load<int16_t>(p, 0)),
                             float(load<int16_t>(p, 3)) * 0.0078125f};
-            }));
+            }, bin_kernels().luma64));
         case EFFECTS_FORMAT_RGBA_FLOAT:
             return fn(reader<16, 1, true>(255.0f, [](const uint8_t* p) {
                 return Rgba{load<float>(p, 2), load<float>(p, 1), load<float>(p, 0), load<float>(p, 3) * 255.0f};
@@ -98,15 +105,25 @@ int32_t validate(const ImageArg& im) {
     return EFFECTS_OK;
 }
 
-// Calls fn(pixel pointer) for pixels [begin, end) of the image in row order
-// (pixel i is column i % width of row i / width).
+// Calls fn(first pixel, count) for the runs of pixels [begin, end) of the
+// image that lie in one row, in row order (pixel i is column i % width of
+// row i / width).
 template <int Bytes, class Fn>
-inline void for_pixels(const ImageArg& im, int64_t begin, int64_t end, Fn&& fn) {
+inline void for_runs(const ImageArg& im, int64_t begin, int64_t end, Fn&& fn) {
     int64_t y = begin / im.width, x = begin % im.width;
     for (int64_t i = begin; i < end; ++y, x = 0) {
-        const uint8_t* p = im.pixels + y * im.stride + x * Bytes;
-        for (; x < im.width && i < end; ++x, ++i, p += Bytes) fn(p);
+        const int64_t n = std::min<int64_t>(im.width - x, end - i);
+        fn(im.pixels + y * im.stride + x * Bytes, n);
+        i += n;
     }
+}
+
+// Calls fn(pixel pointer) for pixels [begin, end) in row order.
+template <int Bytes, class Fn>
+inline void for_pixels(const ImageArg& im, int64_t begin, int64_t end, Fn&& fn) {
+    for_runs<Bytes>(im, begin, end, [&](const uint8_t* p, int64_t n) {
+        for (int64_t k = 0; k < n; ++k, p += Bytes) fn(p);
+    });
 }
 
 int64_t pixels_of(const ImageArg& im) { return int64_t{im.width} * im.height; }
@@ -126,7 +143,12 @@ int32_t luminance_histogram(const ImageArg& im, uint64_t* bins) {
         if (const int32_t e = validate<R>(im)) return e;
         if (!bins) return EFFECTS_ERROR_NULL_POINTER;
         count_in_parallel(im.width == 0 ? 0 : pixels_of(im), 256, bins, [&](int64_t b, int64_t e, uint32_t* c) {
-            for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) { ++c[ClampToByte(luma8(rd, rd.read(p)))]; });
+            if (rd.luma_bins)
+                for_runs<R::kBytes>(im, b, e, [&](const uint8_t* p, int64_t n) {
+                    tally<256, R::kBytes, uint8_t>(p, n, c, rd.luma_bins);
+                });
+            else
+                for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) { ++c[ClampToByte(luma8(rd, rd.read(p)))]; });
         });
         return EFFECTS_OK;
     });
@@ -138,6 +160,22 @@ int32_t channel_histograms(const ImageArg& im, uint64_t* bins) {
         if (const int32_t e = validate<R>(im)) return e;
         if (!bins) return EFFECTS_ERROR_NULL_POINTER;
         count_in_parallel(im.width == 0 ? 0 : pixels_of(im), 4 * 256, bins, [&](int64_t b, int64_t e, uint32_t* c) {
+            if constexpr (R::kBytes == 4 && R::kAlpha) {
+                // Bgra8: each channel's bytes through the byte kernel, a run
+                // at a time (bytes 2, 1, 0, 3 are R, G, B, A).
+                const auto bytes = bin_kernels().byte_of32;
+                for_runs<4>(im, b, e, [&](const uint8_t* p, int64_t n) {
+                    alignas(64) uint8_t run[kBinRun];
+                    for (int64_t i = 0; i < n; i += kBinRun) {
+                        const int m = static_cast<int>(std::min<int64_t>(kBinRun, n - i));
+                        for (int k = 0; k < 4; ++k) {
+                            bytes(p + 4 * i, m, k == 3 ? 3 : 2 - k, run);
+                            count_bins<4 * 256>(run, m, c + 256 * k);
+                        }
+                    }
+                });
+                return;
+            }
             for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) {
                 const Rgba v = rd.read(p);
                 ++c[ClampToByte(v.r * rd.to8)];
