@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 #include "frame/numeric.hpp"
 #include "frame/parallel.hpp"
@@ -195,29 +196,77 @@ int32_t hdr_range(const ImageArg& im, double low_percentile, EffectsRangeReport*
         if (const int32_t e = validate<R>(im)) return e;
         if (!report) return EFFECTS_ERROR_NULL_POINTER;
         const int64_t n = im.width == 0 ? 0 : pixels_of(im);
-        // Luminance relative to white (1.0) of every pixel, in parallel.
-        ScratchBuffer<float> lum(static_cast<std::size_t>(n) + 1);
+        // Luminance relative to white (1.0); only positive values count
+        // (NaNs and values of 0 or below do not).
         const float to_white = rd.to8 / 255.0f;
-        parallel_blocks(n, [&](int, int64_t b, int64_t e) {
-            float* out = lum.data() + b;
+        const auto for_positive = [&](int64_t b, int64_t e, auto&& fn) {
             for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) {
                 const Rgba c = rd.read(p);
-                *out++ = luminance<LumaWeights::Standard>(c.b, c.g, c.r) * to_white;
+                const float v = luminance<LumaWeights::Standard>(c.b, c.g, c.r) * to_white;
+                if (v > 0.0f) fn(v);
             });
+        };
+        // The low value is found by its bits: a positive float's bit pattern
+        // orders like the float, so a count of the top 16 bits (sign 0,
+        // exponent, 7 mantissa bits; +inf is the last bucket) names the
+        // bucket that holds it, and only that bucket's values are then
+        // sorted out. Extremes and counts come with the first pass.
+        constexpr uint32_t kBuckets = (0x7F800000u >> 16) + 1;
+        const auto bucket = [](float v) { uint32_t u; std::memcpy(&u, &v, sizeof u); return u >> 16; };
+        struct Part {
+            int64_t positive = 0;
+            float mn = std::numeric_limits<float>::infinity(), mx = 0.0f;
+        };
+        const int team = team_capacity();
+        ScratchBuffer<Part> parts(static_cast<std::size_t>(team));
+        ScratchBuffer<uint32_t> counts(static_cast<std::size_t>(team) * kBuckets);
+        // Cleared here: a team may run with fewer threads than its capacity.
+        std::fill(parts.data(), parts.data() + team, Part{});
+        std::fill(counts.data(), counts.data() + counts.size(), 0u);
+        parallel_blocks(n, [&](int t, int64_t b, int64_t e) {
+            uint32_t* c = counts.data() + static_cast<std::size_t>(t) * kBuckets;
+            Part part;
+            for_positive(b, e, [&](float v) {
+                ++part.positive;
+                part.mn = std::min(part.mn, v);
+                part.mx = std::max(part.mx, v);
+                ++c[bucket(v)];
+            });
+            parts[t] = part;
         });
-        // Positive values to the front (NaNs and values of 0 or below go).
-        float* end = std::partition(lum.data(), lum.data() + n, [](float v) { return v > 0.0f; });
-        const int64_t positive = end - lum.data();
+        Part all;
+        for (int t = 0; t < team; ++t) {
+            all.positive += parts[t].positive;
+            all.mn = std::min(all.mn, parts[t].mn);
+            all.mx = std::max(all.mx, parts[t].mx);
+        }
         *report = EffectsRangeReport{};
         report->pixels = n;
-        report->positive_pixels = positive;
+        report->positive_pixels = all.positive;
         report->low_percentile = low_percentile;
-        if (positive == 0) return EFFECTS_OK;
-        report->min_luminance = *std::min_element(lum.data(), end);
-        report->max_luminance = *std::max_element(lum.data(), end);
-        const auto k = static_cast<int64_t>(std::floor(low_percentile * static_cast<double>(positive - 1)));
-        std::nth_element(lum.data(), lum.data() + k, end);
-        report->low_luminance = lum[static_cast<std::size_t>(k)];
+        if (all.positive == 0) return EFFECTS_OK;
+        report->min_luminance = all.mn;
+        report->max_luminance = all.mx;
+        auto k = static_cast<int64_t>(std::floor(low_percentile * static_cast<double>(all.positive - 1)));
+        uint32_t low_bucket = 0;
+        for (;; ++low_bucket) {
+            int64_t in_bucket = 0;
+            for (int t = 0; t < team; ++t) in_bucket += counts[static_cast<std::size_t>(t) * kBuckets + low_bucket];
+            if (k < in_bucket) break;
+            k -= in_bucket;
+        }
+        // The values of that bucket, block by block (so in pixel order),
+        // and the k-th smallest of them.
+        std::vector<std::vector<float>> picked(static_cast<std::size_t>(team));
+        parallel_blocks(n, [&](int t, int64_t b, int64_t e) {
+            for_positive(b, e, [&](float v) {
+                if (bucket(v) == low_bucket) picked[static_cast<std::size_t>(t)].push_back(v);
+            });
+        });
+        std::vector<float> values;
+        for (const auto& v : picked) values.insert(values.end(), v.begin(), v.end());
+        std::nth_element(values.begin(), values.begin() + k, values.end());
+        report->low_luminance = values[static_cast<std::size_t>(k)];
         report->stops = std::log2(report->max_luminance / report->low_luminance);
         return EFFECTS_OK;
     });
