@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/byte_shuffle.hpp"
 #include "frame/numeric.hpp"
 #include "stats/bin_kernels.hpp"
 #include "stats/luminance.hpp"
@@ -43,18 +44,18 @@ void luma64(const uint8_t* __restrict p, int n, uint8_t* __restrict bins) {
     }
 }
 
-// Five-byte pixels do not vectorise as they lie: the run is first split into
-// four planes (mantissas 0..2, exponent), whose bins then are.
+// Five-byte pixels do not vectorise as they lie: the run is first unpacked
+// into RGBE words (the byte shuffles of the frame), whose bins then are.
 void luma_rgbea(const uint8_t* __restrict p, int n, uint8_t* __restrict bins) {
-    uint8_t planes[4][kBinRun];
-    for (int j = 0; j < n; ++j)
-        for (int k = 0; k < 4; ++k) planes[k][j] = p[5 * j + k];
+    alignas(64) uint32_t words[kBinRun];
+    alignas(64) uint8_t alpha[kBinRun];
+    unpack_five_byte_pixels(p, words, alpha, n);
     constexpr auto half = RgbeDecoding::HalfStep;
     for (int j = 0; j < n; ++j) {
-        const uint32_t e = planes[3][j];
-        bins[j] = ClampToByte(luminance<LumaWeights::RedBlueSwapped>(DecodeRgbe<half>(planes[0][j], e),
-                                                                      DecodeRgbe<half>(planes[1][j], e),
-                                                                      DecodeRgbe<half>(planes[2][j], e)) *
+        const uint32_t w = words[j], e = w >> 24;
+        bins[j] = ClampToByte(luminance<LumaWeights::RedBlueSwapped>(DecodeRgbe<half>(w & 0xFFu, e),
+                                                                      DecodeRgbe<half>((w >> 8) & 0xFFu, e),
+                                                                      DecodeRgbe<half>((w >> 16) & 0xFFu, e)) *
                               255.0f);
     }
 }
@@ -70,13 +71,13 @@ void word_of64(const uint8_t* __restrict p, int n, uint16_t* __restrict bins) {
 }
 
 void channel_rgbea(const uint8_t* __restrict p, int n, int k, uint8_t* __restrict bins) {
-    uint8_t planes[2][kBinRun];
+    alignas(64) uint32_t words[kBinRun];
+    alignas(64) uint8_t alpha[kBinRun];
+    unpack_five_byte_pixels(p, words, alpha, n);
     for (int j = 0; j < n; ++j) {
-        planes[0][j] = p[5 * j + k];
-        planes[1][j] = p[5 * j + 3];
+        const uint32_t w = words[j];
+        bins[j] = ClampToByte(DecodeRgbe<RgbeDecoding::HalfStep>((w >> (8 * k)) & 0xFFu, w >> 24) * 255.0f);
     }
-    for (int j = 0; j < n; ++j)
-        bins[j] = ClampToByte(DecodeRgbe<RgbeDecoding::HalfStep>(planes[0][j], planes[1][j]) * 255.0f);
 }
 
 }  // namespace
