@@ -184,6 +184,8 @@ typedef enum EffectsConversion {
     EFFECTS_CONVERT_RGBE_TO_128_GAMMA    /* Rgbe -> RgbaFloat     (Convert128HDRRAWFast) */
 } EffectsConversion;
 
+/* The results of every checked entry point: EFFECTS_OK or one of these
+ * negative codes (the C++ face throws them as effects::Error). */
 #define EFFECTS_OK 0
 #define EFFECTS_ERROR_NULL_POINTER (-1)     /* a buffer is NULL while the image is not empty */
 #define EFFECTS_ERROR_NEGATIVE_SIZE (-2)    /* width or height below 0 */
@@ -192,10 +194,15 @@ typedef enum EffectsConversion {
 #define EFFECTS_ERROR_UNKNOWN (-5)          /* not an EffectsConversion value */
 #define EFFECTS_ERROR_OVERLAP (-6)          /* source and destination memory overlap */
 #define EFFECTS_ERROR_MISALIGNED (-7)       /* a buffer not aligned to its channel size */
+#define EFFECTS_ERROR_BAD_ARGUMENT (-8)     /* an option out of range, or a merge already finished */
+#define EFFECTS_ERROR_OUT_OF_MEMORY (-9)    /* a working buffer could not be allocated */
 #define EFFECTS_ERROR_BAD_FILE (-10)        /* a file's bytes are not an image this reader takes */
 #define EFFECTS_ERROR_IO (-11)              /* a file could not be created, written or replaced */
 #define EFFECTS_ERROR_BUFFER_TOO_SMALL (-12) /* a caller's buffer is smaller than the result */
 #define EFFECTS_ERROR_UNKNOWN_FORMAT (-13)  /* not an EffectsPixelFormat value */
+#define EFFECTS_ERROR_PLUGIN_NOT_FOUND (-30) /* the plug-in library cannot be loaded */
+#define EFFECTS_ERROR_PLUGIN_ENTRY (-31)     /* the library lacks the plug-in entry */
+#define EFFECTS_ERROR_PLUGIN_REFUSED (-32)   /* the plug-in refused its arguments or options */
 
 EFFECTS_API int32_t EffectsConvertImage(int32_t conversion, int32_t width, int32_t height,
                                         const void* src, intptr_t src_stride, void* dst,
@@ -531,9 +538,6 @@ EFFECTS_API int32_t VexoHDRDetermineWorstZone(int32_t width, int32_t height, con
  * mean of the frames that cover them. Finish divides by the weight sums (a
  * pixel that no frame trusted ends as 0). */
 
-#define EFFECTS_ERROR_BAD_ARGUMENT (-8)     /* an option out of range, or a merge already finished */
-#define EFFECTS_ERROR_OUT_OF_MEMORY (-9)    /* a working buffer could not be allocated */
-
 #define EFFECTS_HDR_WEIGHT_TRIANGLE 0       /* VexoHDRWeight_Triangle(255, 0) */
 #define EFFECTS_HDR_WEIGHT_SINE 1           /* VexoHDRWeight_Sine */
 #define EFFECTS_HDR_RESPONSE_GAMMA 0        /* VexoHDRResponse_Gamma(256) */
@@ -592,10 +596,6 @@ EFFECTS_API int32_t CallToneMapping(const char* pluginPath, intptr_t a1, intptr_
                                     intptr_t a5);
 /* The same for the plug-in's "TMOptionsUsed" and the one value a1. */
 EFFECTS_API int32_t CallToneMappingOptions(const char* pluginPath, intptr_t a1);
-
-#define EFFECTS_ERROR_PLUGIN_NOT_FOUND (-30) /* the plug-in library cannot be loaded */
-#define EFFECTS_ERROR_PLUGIN_ENTRY (-31)     /* the library lacks the plug-in entry */
-#define EFFECTS_ERROR_PLUGIN_REFUSED (-32)   /* the plug-in refused its arguments or options */
 
 /* Tone-maps a RgbaFloat image (rows src_stride bytes apart) into a Bgra8 one
    (rows dst_stride bytes apart) with a plug-in. `plugin` is a path (it holds

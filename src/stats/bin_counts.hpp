@@ -11,33 +11,44 @@
 
 #include "frame/parallel.hpp"
 #include "frame/scratch.hpp"
+#include "stats/bin_kernels.hpp"
 
 namespace effects::detail {
 
-// Interleaved sub-histograms per thread: neighbouring pixels of one colour
-// land in different counters, so increments do not wait on each other.
-inline constexpr int kSubHistograms = 4;
+// Interleaved sub-histograms per thread: neighbouring pixels land in
+// different counters, so increments of one bin do not wait on each other.
+inline constexpr int kSubHistograms = 8;
 
-// Tallies n pixels of `Bytes` bytes each from p: bins of up to 256 pixels are
-// computed first (a loop the compiler vectorises), then counted into
-// counts[kSubHistograms * Bins]. bin(pixel pointer) returns 0..Bins-1.
-template <int Bins, int Bytes, class BinOf>
-inline void tally(const uint8_t* p, int64_t n, uint32_t* counts, BinOf bin) {
-    constexpr int kChunk = 256;
-    using Index = std::conditional_t<(Bins <= 256), uint8_t, uint16_t>;
-    Index index[kChunk];
-    for (int64_t i = 0; i < n; i += kChunk) {
-        const int m = static_cast<int>(std::min<int64_t>(kChunk, n - i));
-        const uint8_t* q = p + i * Bytes;
-        for (int j = 0; j < m; ++j) index[j] = static_cast<Index>(bin(q + j * Bytes));
-        int j = 0;
-        for (; j + 4 <= m; j += 4) {
-            ++counts[index[j]];
-            ++counts[Bins + index[j + 1]];
-            ++counts[2 * Bins + index[j + 2]];
-            ++counts[3 * Bins + index[j + 3]];
+// Counts n bin numbers into counts[kSubHistograms * Bins]: bin j goes to
+// sub-histogram j % 8. The numbers are read eight bytes at a time and split
+// by shifts, which keeps the loads off the increments' path.
+template <int Bins, class Index>
+inline void count_bins(const Index* bins, int n, uint32_t* counts) {
+    static_assert(std::is_unsigned_v<Index> && sizeof(Index) <= 2);
+    constexpr int kPerWord = 8 / sizeof(Index), kBits = 8 * sizeof(Index);
+    constexpr uint64_t kMask = (uint64_t{1} << kBits) - 1;
+    int j = 0;
+    for (; j + kSubHistograms <= n; j += kSubHistograms) {
+#pragma GCC unroll 2
+        for (int h = 0; h < kSubHistograms / kPerWord; ++h) {
+            uint64_t w;
+            std::memcpy(&w, bins + j + h * kPerWord, sizeof w);
+#pragma GCC unroll 8
+            for (int k = 0; k < kPerWord; ++k) ++counts[(h * kPerWord + k) * Bins + ((w >> (kBits * k)) & kMask)];
         }
-        for (; j < m; ++j) ++counts[index[j]];
+    }
+    for (; j < n; ++j) ++counts[bins[j]];
+}
+
+// Bins and counts n pixels of `Bytes` bytes from p, a run at a time:
+// bin_run(pixels, m, bins) writes the bin numbers of m <= kBinRun pixels.
+template <int Bins, int Bytes, class Index, class BinRun>
+inline void tally(const uint8_t* p, int64_t n, uint32_t* counts, BinRun bin_run) {
+    alignas(64) Index bins[kBinRun];
+    for (int64_t i = 0; i < n; i += kBinRun) {
+        const int m = static_cast<int>(std::min<int64_t>(kBinRun, n - i));
+        bin_run(p + i * Bytes, m, bins);
+        count_bins<Bins>(bins, m, counts);
     }
 }
 

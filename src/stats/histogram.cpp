@@ -7,8 +7,9 @@
 #include <cstring>
 
 #include "frame/numeric.hpp"
-#include "frame/vector_clones.hpp"
+#include "frame/isa.hpp"
 #include "stats/bin_counts.hpp"
+#include "stats/bin_kernels.hpp"
 #include "stats/stats.hpp"
 
 namespace effects::detail {
@@ -32,10 +33,6 @@ void add_ones(float& bin, uint64_t n) {
 }
 
 namespace {
-
-// The counts of the 15-bit channel member span -256..255 (word / 128 of a
-// signed word); index = value + kChannel64Offset.
-constexpr int kChannel64Offset = 256;
 
 // Float histogram and figures from integer counts of the values
 // (index - offset). The histogram gets bins 0..255 only: the negative values
@@ -64,114 +61,73 @@ void finish(const uint64_t* counts, int bins, int offset, float* histogram, cons
     *figures->sum = static_cast<double>(sum);  // below 2^53: the sum of doubles is exact too
 }
 
-// Luminance bin of one pixel: ClampToByte of the luminance times `Scale`
-// (1 for bytes, 1/128 for 15-bit words, 255 for decoded RGBEA).
-template <class Src, LumaWeights W>
-inline uint32_t luma_bin(const uint8_t* p, float scale) {
-    return ClampToByte(luminance<W>(Src::channel(p, 0), Src::channel(p, 1), Src::channel(p, 2)) * scale);
-}
-
-// Bgra8 pixels are read as whole words and split by shifts, which
-// vectorises into fewer instructions than gathering single bytes.
-EFFECTS_VECTOR_CLONES void tally_luma32(const uint8_t* p, int64_t n, uint32_t* c) {
-    tally<256, BgraBytes::kBytes>(p, n, c, [](const uint8_t* q) {
-        uint32_t w;
-        std::memcpy(&w, q, sizeof w);
-        const auto byte = [w](int k) { return static_cast<float>(static_cast<int32_t>((w >> (8 * k)) & 0xFFu)); };
-        return ClampToByte(luminance<LumaWeights::Standard>(byte(0), byte(1), byte(2)));
-    });
-}
-EFFECTS_VECTOR_CLONES void tally_luma64(const uint8_t* p, int64_t n, uint32_t* c) {
-    tally<256, BgraWords::kBytes>(p, n, c, [](const uint8_t* q) {
-        return luma_bin<BgraWords, LumaWeights::Standard>(q, 0.0078125f);
-    });
-}
-// Five-byte pixels do not vectorise as they lie: each run of 256 is first
-// split into four planes (mantissas 0..2, exponent), whose bins then are.
-EFFECTS_VECTOR_CLONES void tally_luma_rgbea(const uint8_t* p, int64_t n, uint32_t* c) {
-    constexpr int kRun = 256;
-    uint8_t planes[4 * kRun];
-    for (int64_t i = 0; i < n; i += kRun) {
-        const int m = static_cast<int>(std::min<int64_t>(kRun, n - i));
-        for (int j = 0; j < m; ++j)
-            for (int k = 0; k < 4; ++k) planes[k * kRun + j] = p[(i + j) * RgbeaHalfStep::kBytes + k];
-        tally<256, 1>(planes, m, c, [](const uint8_t* q) {
-            constexpr auto half = RgbeDecoding::HalfStep;
-            const uint32_t e = q[3 * kRun];
-            return ClampToByte(luminance<LumaWeights::RedBlueSwapped>(DecodeRgbe<half>(q[0], e),
-                                                                       DecodeRgbe<half>(q[kRun], e),
-                                                                       DecodeRgbe<half>(q[2 * kRun], e)) *
-                               255.0f);
-        });
-    }
-}
-EFFECTS_VECTOR_CLONES void tally_byte(const uint8_t* p, int64_t n, uint32_t* c) {
-    tally<256, 4>(p, n, c, [](const uint8_t* q) { return static_cast<uint32_t>(q[0]); });
-}
-EFFECTS_VECTOR_CLONES void tally_word(const uint8_t* p, int64_t n, uint32_t* c) {
-    tally<512, 8>(p, n, c, [](const uint8_t* q) {
-        return static_cast<uint32_t>(BgraWords::word(q, 0) / 128 + kChannel64Offset);
-    });
-}
-// RGBEA channel byte k decoded and binned; k < 0 bins the value 0 (a channel
-// number that selects nothing keeps the start value of 0 for every pixel).
-EFFECTS_VECTOR_CLONES void tally_rgbea_channel(const uint8_t* p, int64_t n, uint32_t* c, int k) {
-    if (k < 0) {
-        c[0] += static_cast<uint32_t>(n);
-        return;
-    }
-    tally<256, RgbeaHalfStep::kBytes>(p, n, c, [k](const uint8_t* q) {
-        return static_cast<uint32_t>(ClampToByte(RgbeaHalfStep::channel(q, k) * 255.0f));
-    });
-}
-
 // Byte of an RGBEA pixel that channel 0 (red), 1 (green) or 2 (blue) reads;
 // -1 for any other number.
 int rgbea_channel_byte(int32_t channel) { return channel >= 0 && channel <= 2 ? 2 - channel : -1; }
 
-template <int Bytes, class Tally>
-void histogram_of(int64_t pixels, const uint8_t* image, int bins, int offset, float* histogram,
-                  const Figures* figures, Tally tally_fn) {
-    uint64_t counts[512];
-    count_in_parallel(pixels, bins, counts, [&](int64_t begin, int64_t end, uint32_t* c) {
-        tally_fn(image + begin * Bytes, end - begin, c);
+// Counts the bins that bin_run gives for every pixel, in parallel, and
+// finishes the histogram and figures from the counts.
+template <int Bins, int Bytes, class Index = uint8_t, class BinRun>
+void histogram_of(int64_t pixels, const uint8_t* image, int offset, float* histogram, const Figures* figures,
+                  BinRun bin_run) {
+    uint64_t counts[Bins];
+    count_in_parallel(pixels, Bins, counts, [&](int64_t begin, int64_t end, uint32_t* c) {
+        tally<Bins, Bytes, Index>(image + begin * Bytes, end - begin, c, bin_run);
     });
-    finish(counts, bins, offset, histogram, figures);
+    finish(counts, Bins, offset, histogram, figures);
 }
 
 }  // namespace
 
+const BinKernels& bin_kernels() {
+    switch (active_kernel_isa()) {
+#if EFFECTS_HAVE_ISA_KERNELS
+        case KernelIsa::Avx512: return *bin_kernels_avx512();
+        case KernelIsa::Avx2: return *bin_kernels_avx2();
+#endif
+        default: return *bin_kernels_baseline();
+    }
+}
+
 void histogram_luma32(int64_t pixels, const uint8_t* image, float* histogram, const Figures* figures) {
-    histogram_of<BgraBytes::kBytes>(pixels, image, 256, 0, histogram, figures, tally_luma32);
+    histogram_of<256, 4>(pixels, image, 0, histogram, figures, bin_kernels().luma32);
 }
 
 void histogram_luma64(int64_t pixels, const uint8_t* image, float* histogram, const Figures* figures) {
-    histogram_of<BgraWords::kBytes>(pixels, image, 256, 0, histogram, figures, tally_luma64);
+    histogram_of<256, 8>(pixels, image, 0, histogram, figures, bin_kernels().luma64);
 }
 
 void histogram_luma_rgbea(int64_t pixels, const uint8_t* image, float* histogram) {
-    histogram_of<RgbeaHalfStep::kBytes>(pixels, image, 256, 0, histogram, nullptr, tally_luma_rgbea);
+    histogram_of<256, 5>(pixels, image, 0, histogram, nullptr, bin_kernels().luma_rgbea);
 }
 
 void histogram_channel32(int64_t pixels, const uint8_t* image, float* histogram, const Figures* figures,
                          int32_t offset) {
-    histogram_of<BgraBytes::kBytes>(pixels, image + offset, 256, 0, histogram, figures, tally_byte);
+    // The byte at image + 4 i + offset, read as byte k of a pixel word; an
+    // offset outside 0..3 reads the pixels that far away, as it always has.
+    const int32_t k = offset & 3;
+    const auto bytes = bin_kernels().byte_of32;
+    histogram_of<256, 4>(pixels, image + (offset - k), 0, histogram, figures,
+                         [k, bytes](const uint8_t* p, int n, uint8_t* bins) { bytes(p, n, k, bins); });
 }
 
 void histogram_channel64(int64_t pixels, const uint8_t* image, float* histogram, const Figures* figures,
                          int32_t offset) {
-    histogram_of<BgraWords::kBytes>(pixels, image + 2 * offset, 512, kChannel64Offset, histogram, figures,
-                                    tally_word);
+    histogram_of<512, 8, uint16_t>(pixels, image + 2 * offset, kWordBinOffset, histogram, figures,
+                                   bin_kernels().word_of64);
 }
 
 void histogram_channel_rgbea(int64_t pixels, const uint8_t* image, float* histogram, const Figures* figures,
                              int32_t channel) {
     const int k = rgbea_channel_byte(channel);
     if (!figures) {
-        histogram_of<RgbeaHalfStep::kBytes>(pixels, image, 256, 0, histogram, nullptr,
-                                            [k](const uint8_t* p, int64_t n, uint32_t* c) {
-                                                tally_rgbea_channel(p, n, c, k);
-                                            });
+        // A channel number that selects nothing keeps the start value of 0
+        // for every pixel.
+        const auto decode = bin_kernels().channel_rgbea;
+        histogram_of<256, 5>(pixels, image, 0, histogram, nullptr, [k, decode](const uint8_t* p, int n, uint8_t* bins) {
+            if (k < 0) std::fill(bins, bins + n, uint8_t{0});
+            else decode(p, n, k, bins);
+        });
         return;
     }
     // The Fast member sums the float values in double, one pixel after the

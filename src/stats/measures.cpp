@@ -8,12 +8,14 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 #include "frame/numeric.hpp"
 #include "frame/parallel.hpp"
 #include "frame/rgbe.hpp"
 #include "frame/scratch.hpp"
 #include "stats/bin_counts.hpp"
+#include "stats/bin_kernels.hpp"
 #include "stats/stats.hpp"
 
 namespace effects::detail {
@@ -34,17 +36,21 @@ struct Rgba {
 // One reader per format: bytes per pixel, row alignment, whether it has
 // alpha, the factor that brings its values to 8-bit units (255 = white;
 // 15-bit w is w / 128, 16-bit w is w / 256, floats and RGBE times 255) and
-// the pixel's channels.
+// the pixel's channels. Where a legacy member's bin kernel gives the same
+// luminance bins (Bgra8, Rgba16), `luma_bins` names it and the histogram
+// takes that vector path.
+using LumaBins = void (*)(const uint8_t* pixels, int n, uint8_t* bins);
 template <int Bytes, int Align, bool Alpha, class Read>
 struct Reader {
     static constexpr int kBytes = Bytes, kAlign = Align;
     static constexpr bool kAlpha = Alpha;
     float to8;
     Read read;
+    LumaBins luma_bins;
 };
 template <int Bytes, int Align, bool Alpha, class Read>
-Reader<Bytes, Align, Alpha, Read> reader(float to8, Read read) {
-    return {to8, read};
+Reader<Bytes, Align, Alpha, Read> reader(float to8, Read read, LumaBins luma_bins = nullptr) {
+    return {to8, read, luma_bins};
 }
 
 // Calls fn(reader) for the format, or returns EFFECTS_ERROR_UNKNOWN_FORMAT.
@@ -53,12 +59,14 @@ int32_t with_reader(int32_t format, Fn&& fn) {
     constexpr auto half = [](const uint8_t* p, int k) { return DecodeRgbe<RgbeDecoding::HalfStep>(p[k], p[3]); };
     switch (format) {
         case EFFECTS_FORMAT_BGRA8:
-            return fn(reader<4, 1, true>(1.0f, [](const uint8_t* p) { return Rgba{float(p[2]), float(p[1]), float(p[0]), float(p[3])}; }));
+            return fn(reader<4, 1, true>(
+                1.0f, [](const uint8_t* p) { return Rgba{float(p[2]), float(p[1]), float(p[0]), float(p[3])}; },
+                bin_kernels().luma32));
         case EFFECTS_FORMAT_RGBA16:
             return fn(reader<8, 1, true>(0.0078125f, [](const uint8_t* p) {
                 return Rgba{float(load<int16_t>(p, 2)), float(load<int16_t>(p, 1)), float(load<int16_t>(p, 0)),
                             float(load<int16_t>(p, 3)) * 0.0078125f};
-            }));
+            }, bin_kernels().luma64));
         case EFFECTS_FORMAT_RGBA_FLOAT:
             return fn(reader<16, 1, true>(255.0f, [](const uint8_t* p) {
                 return Rgba{load<float>(p, 2), load<float>(p, 1), load<float>(p, 0), load<float>(p, 3) * 255.0f};
@@ -98,15 +106,25 @@ int32_t validate(const ImageArg& im) {
     return EFFECTS_OK;
 }
 
-// Calls fn(pixel pointer) for pixels [begin, end) of the image in row order
-// (pixel i is column i % width of row i / width).
+// Calls fn(first pixel, count) for the runs of pixels [begin, end) of the
+// image that lie in one row, in row order (pixel i is column i % width of
+// row i / width).
 template <int Bytes, class Fn>
-inline void for_pixels(const ImageArg& im, int64_t begin, int64_t end, Fn&& fn) {
+inline void for_runs(const ImageArg& im, int64_t begin, int64_t end, Fn&& fn) {
     int64_t y = begin / im.width, x = begin % im.width;
     for (int64_t i = begin; i < end; ++y, x = 0) {
-        const uint8_t* p = im.pixels + y * im.stride + x * Bytes;
-        for (; x < im.width && i < end; ++x, ++i, p += Bytes) fn(p);
+        const int64_t n = std::min<int64_t>(im.width - x, end - i);
+        fn(im.pixels + y * im.stride + x * Bytes, n);
+        i += n;
     }
+}
+
+// Calls fn(pixel pointer) for pixels [begin, end) in row order.
+template <int Bytes, class Fn>
+inline void for_pixels(const ImageArg& im, int64_t begin, int64_t end, Fn&& fn) {
+    for_runs<Bytes>(im, begin, end, [&](const uint8_t* p, int64_t n) {
+        for (int64_t k = 0; k < n; ++k, p += Bytes) fn(p);
+    });
 }
 
 int64_t pixels_of(const ImageArg& im) { return int64_t{im.width} * im.height; }
@@ -126,7 +144,12 @@ int32_t luminance_histogram(const ImageArg& im, uint64_t* bins) {
         if (const int32_t e = validate<R>(im)) return e;
         if (!bins) return EFFECTS_ERROR_NULL_POINTER;
         count_in_parallel(im.width == 0 ? 0 : pixels_of(im), 256, bins, [&](int64_t b, int64_t e, uint32_t* c) {
-            for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) { ++c[ClampToByte(luma8(rd, rd.read(p)))]; });
+            if (rd.luma_bins)
+                for_runs<R::kBytes>(im, b, e, [&](const uint8_t* p, int64_t n) {
+                    tally<256, R::kBytes, uint8_t>(p, n, c, rd.luma_bins);
+                });
+            else
+                for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) { ++c[ClampToByte(luma8(rd, rd.read(p)))]; });
         });
         return EFFECTS_OK;
     });
@@ -138,6 +161,22 @@ int32_t channel_histograms(const ImageArg& im, uint64_t* bins) {
         if (const int32_t e = validate<R>(im)) return e;
         if (!bins) return EFFECTS_ERROR_NULL_POINTER;
         count_in_parallel(im.width == 0 ? 0 : pixels_of(im), 4 * 256, bins, [&](int64_t b, int64_t e, uint32_t* c) {
+            if constexpr (R::kBytes == 4 && R::kAlpha) {
+                // Bgra8: each channel's bytes through the byte kernel, a run
+                // at a time (bytes 2, 1, 0, 3 are R, G, B, A).
+                const auto bytes = bin_kernels().byte_of32;
+                for_runs<4>(im, b, e, [&](const uint8_t* p, int64_t n) {
+                    alignas(64) uint8_t run[kBinRun];
+                    for (int64_t i = 0; i < n; i += kBinRun) {
+                        const int m = static_cast<int>(std::min<int64_t>(kBinRun, n - i));
+                        for (int k = 0; k < 4; ++k) {
+                            bytes(p + 4 * i, m, k == 3 ? 3 : 2 - k, run);
+                            count_bins<4 * 256>(run, m, c + 256 * k);
+                        }
+                    }
+                });
+                return;
+            }
             for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) {
                 const Rgba v = rd.read(p);
                 ++c[ClampToByte(v.r * rd.to8)];
@@ -157,29 +196,77 @@ int32_t hdr_range(const ImageArg& im, double low_percentile, EffectsRangeReport*
         if (const int32_t e = validate<R>(im)) return e;
         if (!report) return EFFECTS_ERROR_NULL_POINTER;
         const int64_t n = im.width == 0 ? 0 : pixels_of(im);
-        // Luminance relative to white (1.0) of every pixel, in parallel.
-        ScratchBuffer<float> lum(static_cast<std::size_t>(n) + 1);
+        // Luminance relative to white (1.0); only positive values count
+        // (NaNs and values of 0 or below do not).
         const float to_white = rd.to8 / 255.0f;
-        parallel_blocks(n, [&](int, int64_t b, int64_t e) {
-            float* out = lum.data() + b;
+        const auto for_positive = [&](int64_t b, int64_t e, auto&& fn) {
             for_pixels<R::kBytes>(im, b, e, [&](const uint8_t* p) {
                 const Rgba c = rd.read(p);
-                *out++ = luminance<LumaWeights::Standard>(c.b, c.g, c.r) * to_white;
+                const float v = luminance<LumaWeights::Standard>(c.b, c.g, c.r) * to_white;
+                if (v > 0.0f) fn(v);
             });
+        };
+        // The low value is found by its bits: a positive float's bit pattern
+        // orders like the float, so a count of the top 16 bits (sign 0,
+        // exponent, 7 mantissa bits; +inf is the last bucket) names the
+        // bucket that holds it, and only that bucket's values are then
+        // sorted out. Extremes and counts come with the first pass.
+        constexpr uint32_t kBuckets = (0x7F800000u >> 16) + 1;
+        const auto bucket = [](float v) { uint32_t u; std::memcpy(&u, &v, sizeof u); return u >> 16; };
+        struct Part {
+            int64_t positive = 0;
+            float mn = std::numeric_limits<float>::infinity(), mx = 0.0f;
+        };
+        const int team = team_capacity();
+        ScratchBuffer<Part> parts(static_cast<std::size_t>(team));
+        ScratchBuffer<uint32_t> counts(static_cast<std::size_t>(team) * kBuckets);
+        // Cleared here: a team may run with fewer threads than its capacity.
+        std::fill(parts.data(), parts.data() + team, Part{});
+        std::fill(counts.data(), counts.data() + counts.size(), 0u);
+        parallel_blocks(n, [&](int t, int64_t b, int64_t e) {
+            uint32_t* c = counts.data() + static_cast<std::size_t>(t) * kBuckets;
+            Part part;
+            for_positive(b, e, [&](float v) {
+                ++part.positive;
+                part.mn = std::min(part.mn, v);
+                part.mx = std::max(part.mx, v);
+                ++c[bucket(v)];
+            });
+            parts[t] = part;
         });
-        // Positive values to the front (NaNs and values of 0 or below go).
-        float* end = std::partition(lum.data(), lum.data() + n, [](float v) { return v > 0.0f; });
-        const int64_t positive = end - lum.data();
+        Part all;
+        for (int t = 0; t < team; ++t) {
+            all.positive += parts[t].positive;
+            all.mn = std::min(all.mn, parts[t].mn);
+            all.mx = std::max(all.mx, parts[t].mx);
+        }
         *report = EffectsRangeReport{};
         report->pixels = n;
-        report->positive_pixels = positive;
+        report->positive_pixels = all.positive;
         report->low_percentile = low_percentile;
-        if (positive == 0) return EFFECTS_OK;
-        report->min_luminance = *std::min_element(lum.data(), end);
-        report->max_luminance = *std::max_element(lum.data(), end);
-        const auto k = static_cast<int64_t>(std::floor(low_percentile * static_cast<double>(positive - 1)));
-        std::nth_element(lum.data(), lum.data() + k, end);
-        report->low_luminance = lum[static_cast<std::size_t>(k)];
+        if (all.positive == 0) return EFFECTS_OK;
+        report->min_luminance = all.mn;
+        report->max_luminance = all.mx;
+        auto k = static_cast<int64_t>(std::floor(low_percentile * static_cast<double>(all.positive - 1)));
+        uint32_t low_bucket = 0;
+        for (;; ++low_bucket) {
+            int64_t in_bucket = 0;
+            for (int t = 0; t < team; ++t) in_bucket += counts[static_cast<std::size_t>(t) * kBuckets + low_bucket];
+            if (k < in_bucket) break;
+            k -= in_bucket;
+        }
+        // The values of that bucket, block by block (so in pixel order),
+        // and the k-th smallest of them.
+        std::vector<std::vector<float>> picked(static_cast<std::size_t>(team));
+        parallel_blocks(n, [&](int t, int64_t b, int64_t e) {
+            for_positive(b, e, [&](float v) {
+                if (bucket(v) == low_bucket) picked[static_cast<std::size_t>(t)].push_back(v);
+            });
+        });
+        std::vector<float> values;
+        for (const auto& v : picked) values.insert(values.end(), v.begin(), v.end());
+        std::nth_element(values.begin(), values.begin() + k, values.end());
+        report->low_luminance = values[static_cast<std::size_t>(k)];
         report->stops = std::log2(report->max_luminance / report->low_luminance);
         return EFFECTS_OK;
     });

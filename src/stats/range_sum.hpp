@@ -18,7 +18,7 @@
 #include <cstdint>
 
 #include "frame/isa.hpp"
-#include "stats/stats.hpp"
+#include "stats/luminance.hpp"
 
 namespace effects::detail {
 

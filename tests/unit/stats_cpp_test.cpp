@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
+#include <random>
 #include <vector>
 
 #include "effects/stats.hpp"
@@ -122,6 +125,46 @@ TEST(StatsApi, HdrRangeInStopsWithALowPercentile) {
     const effects::RangeReport black = effects::hdr_range(grey({0.0f, -1.0f}));
     EXPECT_EQ(black.positive_pixels, 0);
     EXPECT_EQ(black.stops, 0.0);
+}
+
+// The low value against a full sort, on values that share the top bits the
+// search goes by (runs of one bucket), with NaN, negatives, zeros, +inf and
+// subnormals among them, at several percentiles and thread counts.
+TEST(StatsApi, HdrRangeLowValueAgreesWithASort) {
+    std::mt19937 rng(5);
+    std::vector<float> values;
+    for (int i = 0; i < 5000; ++i) {
+        const uint32_t r = rng();
+        float v = std::ldexp(1.0f + static_cast<float>(r % 64) / 65536.0f, static_cast<int>(r >> 26) - 40);
+        if (r % 97 == 0) v = std::numeric_limits<float>::quiet_NaN();
+        if (r % 89 == 0) v = -v;
+        if (r % 83 == 0) v = 0.0f;
+        if (r % 1009 == 0) v = std::numeric_limits<float>::infinity();
+        if (r % 71 == 0) v = std::numeric_limits<float>::denorm_min() * static_cast<float>(r % 5 + 1);
+        values.push_back(v);
+    }
+    const auto img = grey(values);
+    std::vector<float> lum;
+    for (float v : values)
+        if (const float l = static_cast<float>(grey_luminance(v)); l > 0.0f) lum.push_back(l);
+    std::sort(lum.begin(), lum.end());
+    const int threads = omp_get_max_threads();
+    for (int t : {1, 2, 7}) {
+        omp_set_num_threads(t);
+        for (double q : {0.0, 0.001, 0.25, 0.5, 0.999}) {
+            const effects::RangeReport r = effects::hdr_range(img, q);
+            ASSERT_EQ(r.positive_pixels, static_cast<int64_t>(lum.size()));
+            EXPECT_EQ(r.low_luminance, lum[static_cast<size_t>(std::floor(q * static_cast<double>(lum.size() - 1)))])
+                << q << " with " << t << " threads";
+            EXPECT_EQ(r.min_luminance, lum.front());
+            EXPECT_EQ(r.max_luminance, lum.back());
+        }
+    }
+    omp_set_num_threads(threads);
+    // One value per bucket: every k falls on a bucket's first value.
+    const auto steps = grey({3.0f, 1.0f, 2.0f, 0.0f, 5.0f, 4.0f});
+    for (int k = 0; k < 4; ++k)
+        EXPECT_EQ(effects::hdr_range(steps, (k + 0.5) / 4.0).low_luminance, grey_luminance(static_cast<float>(k + 1)));
 }
 
 TEST(StatsApi, BracketClippingPerFrame) {
