@@ -3,14 +3,20 @@
 // serial chain of double additions, rebuilt exactly from chunks walked in
 // parallel (range_sum.hpp has the rule it rests on).
 //
-// Rounds of work, each thread taking one slot of chunks per round: (1) in parallel, a slot's values are computed into a
-// cache with their figures; (2) serially, from the exact chain at the start of the round and the figures' sums, each
-// chunk gets a plan: the grid its whole walk is expected to stay on, or the plain serial walk; (3) in parallel, in the
-// next round, the steps of the planned chunks from the cached values; (4) serially, the chunks in order: a planned
-// chunk advances the exact chain by delta[m & 1] once exact integers confirm that its walk cannot leave the grid from
-// there, and every other chunk (a binade crossing, the start of the 128 member, NaN or infinity, a wrong estimate) is
-// walked value by value from the exact chain. An estimate can cost time, never bytes.
+// Rounds of work, each thread taking one slot of chunks per round:
+// (1) in parallel, a slot's values go into a cache with their figures;
+// (2) in the next round, still in parallel, each chunk gets a plan from the
+// exact chain at the start of its round and the figures' sums before it:
+// the grid its whole walk is expected to stay on, or the plain serial walk;
+// (3) right after, the steps of each planned chunk from the cached values;
+// (4) serially, the chunks in order: a planned chunk advances the exact
+// chain by delta[m & 1] once exact integers confirm that its walk cannot
+// leave the grid from there, and every other chunk (a binade crossing, the
+// start of the 128 member, NaN or infinity, a wrong estimate) is walked
+// value by value from the exact chain. An estimate can cost time, never
+// bytes.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "frame/isa.hpp"
@@ -69,11 +75,21 @@ struct ChunkPlan {
     int shift;     // members on a grid: v / G is a multiple of 2^-shift
 };
 
-// A plan on the grid G = 1/scale. A float at least 2^23 G is a multiple of G.
+// 2^e for e in the range of normal doubles, and the binade of a positive
+// double (below -1022 for a subnormal, above 1023 for inf and NaN).
+double pow2(int e) {
+    return std::bit_cast<double>(static_cast<uint64_t>(e + 1023) << 52);
+}
+int binade(double x) {
+    return static_cast<int>(std::bit_cast<uint64_t>(x) >> 52 & 0x7FF) - 1023;
+}
+
+// A plan on the grid G = 2^(k-52). A float at least 2^23 G is a multiple of G.
 template <class Member>
-ChunkPlan on_grid(Walk walk, double scale, const ChunkFigures& f) {
+ChunkPlan on_grid(Walk walk, int k, const ChunkFigures& f) {
+    const double scale = pow2(52 - k);
     if (!Member::kOnGrid) return {walk, Steps::Grid, scale, -1};
-    const int shift = -Member::kGridExponent - std::ilogb(scale);
+    const int shift = k - 52 - Member::kGridExponent;
     if (shift == 0 || (shift > 0 && f.least * scale >= 0x1p23)) return {walk, Steps::Whole, scale, shift};
     if (shift > 0 && shift <= 15) return {walk, Steps::Fine, scale, shift};
     return {walk, Steps::Grid, scale, -1};
@@ -102,21 +118,19 @@ ChunkPlan plan_chunk(const ChunkFigures& f, int64_t n, double s, double slack) {
     const double widest = std::max(std::fabs(f.minimum), std::fabs(f.maximum));
     const double lo = s - falls(f) - slack, hi = s + rises(f) + slack;
     if constexpr (Member::kOnGrid) {
-        const double scale = std::ldexp(1.0, -Member::kGridExponent);
-        const double roof = std::ldexp(1.0, 53 + Member::kGridExponent);  // every multiple of G below is a double
-        if (std::max(-lo, hi) + static_cast<double>(n + 4) / scale < roof && widest * scale <= kRangeStepLimit)
-            return on_grid<Member>(Walk::Exact, scale, f);
+        // Below 2^53 G every multiple of the values' grid G is a double.
+        constexpr int k = Member::kGridExponent + 52;
+        if (std::max(-lo, hi) + static_cast<double>(n + 4) * pow2(k - 52) < pow2(k + 1) &&
+            widest * pow2(52 - k) <= kRangeStepLimit)
+            return on_grid<Member>(Walk::Exact, k, f);
     }
     if (lo > 0.0 || hi < 0.0) {
         const double inner = lo > 0.0 ? lo : -hi, outer = lo > 0.0 ? hi : -lo;
-        const int k = std::ilogb(inner);
-        if (k > -900 && k < 900) {
-            const double scale = std::ldexp(1.0, 52 - k);
-            const double margin = static_cast<double>(n + 4) / scale;
-            if (inner - margin >= std::ldexp(1.0, k) && outer + margin <= std::ldexp(1.0, k + 1) &&
-                widest * scale <= kRangeStepLimit)
-                return on_grid<Member>(Walk::Grid, scale, f);
-        }
+        const int k = binade(inner);
+        const double margin = static_cast<double>(n + 4) * pow2(k - 52);
+        if (k > -900 && k < 900 && inner - margin >= pow2(k) && outer + margin <= pow2(k + 1) &&
+            widest * pow2(52 - k) <= kRangeStepLimit)
+            return on_grid<Member>(Walk::Grid, k, f);
     }
     return kSerial;
 }
@@ -136,7 +150,7 @@ bool advance(double& s, const ChunkPlan& p, const ChunkSteps& st, const ChunkFig
     const bool fits =
         p.walk == Walk::Exact ? lo >= -kTop && hi <= kTop : (lo > kLow && hi < kTop) || (lo > -kTop && hi < -kLow);
     if (!fits) return false;
-    s = static_cast<double>(m + st.delta[m & 1]) / p.scale;
+    s = static_cast<double>(m + st.delta[m & 1]) / p.scale;  // exact: a power of two
     return true;
 }
 
@@ -170,22 +184,32 @@ void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double
         return std::min(chunks, round * round_chunks + slot * per_slot);
     };
 
+    // (2) and (3) for the chunks of one slot of round r, the chain standing
+    // exactly at s at the round's start.
+    auto plan_and_step = [&](int64_t r, int64_t slot, double s) {
+        double guess = s, seen = 0.0;
+        for (int64_t c = first_of(r, 0); c < first_of(r, slot); ++c)
+            guess += figures[c].sum, seen += figures[c].magnitude;
+        for (int64_t c = first_of(r, slot); c < first_of(r, slot + 1); ++c) {
+            const ChunkFigures& f = figures[c];
+            const ChunkPlan p = plans[c] = plan_chunk<Member>(f, length(c), guess, kSumSlack * (std::fabs(s) + seen));
+            guess += f.sum;
+            seen += f.magnitude;
+            if (p.walk == Walk::Serial) continue;
+            steps[c] = p.steps == Steps::Whole  ? whole_steps(f.units, p.shift)
+                       : p.steps == Steps::Fine ? kern.fine_steps(cached(c), length(c), p.scale, f.units, p.shift)
+                                                : kern.grid_steps(cached(c), length(c), p.scale);
+        }
+    };
+
     double s = 0.0;
     for (int64_t r = 0; rounds > 0 && r <= rounds; ++r) {
         parallel_blocks(slots, [&](int, int64_t begin, int64_t end) {
             for (int64_t slot = begin; slot < end; ++slot) {
-                if (r > 0)  // (3) the steps of the previous round
-                    for (int64_t c = first_of(r - 1, slot); c < first_of(r - 1, slot + 1); ++c) {
-                        const ChunkPlan& p = plans[c];
-                        if (p.walk == Walk::Serial || p.steps == Steps::Whole) continue;
-                        steps[c] = p.steps == Steps::Fine
-                                       ? kern.fine_steps(cached(c), length(c), p.scale, figures[c].units, p.shift)
-                                       : kern.grid_steps(cached(c), length(c), p.scale);
-                    }
-                if (r < rounds)  // (1) this round's values and figures
-                    for (int64_t c = first_of(r, slot); c < first_of(r, slot + 1); ++c) {
+                if (r > 0) plan_and_step(r - 1, slot, s);
+                if (r < rounds)  // (1)
+                    for (int64_t c = first_of(r, slot); c < first_of(r, slot + 1); ++c)
                         figures[c] = values(image + c * kRangeChunk * Member::kPixelBytes, length(c), cached(c));
-                    }
             }
         });
         if (r > 0)  // (4) the chain through the previous round
@@ -195,16 +219,6 @@ void dynamic_range(int64_t pixels, const uint8_t* image, double* minimum, double
                 else if (!advance(s, plans[c], steps[c], figures[c], length(c)))
                     s = serial_sum(cached(c), length(c), s);
             }
-        if (r < rounds) {  // (2) plans of this round, from the exact chain at its start
-            double guess = s, seen = 0.0;
-            for (int64_t c = first_of(r, 0); c < first_of(r + 1, 0); ++c) {
-                plans[c] = plan_chunk<Member>(figures[c], length(c), guess, kSumSlack * (std::fabs(s) + seen));
-                if (plans[c].walk != Walk::Serial && plans[c].steps == Steps::Whole)
-                    steps[c] = whole_steps(figures[c].units, plans[c].shift);
-                guess += figures[c].sum;
-                seen += figures[c].magnitude;
-            }
-        }
     }
 
     // The extremes are order-free; NaN never wins a comparison.
