@@ -50,31 +50,25 @@ inline namespace EFFECTS_ISA_NAMESPACE {
 // The members: how one pixel's value is read, the slot of its row kernel in
 // the table, whether values can be negative, and whether all of them lie on
 // a grid 2^kGridExponent.
-// Every luminance of bytes or of signed words is a multiple of 2^-27: each
-// product carries its 24 bits down from at least 2^-4 (0.0721's exponent),
-// and a sum below 2^-4 is exact. So their sums never round below 2^26.
-struct RangeOfBytes {  // DynamicRange32Fast
-    static constexpr int kSlot = 0;
-    static constexpr int kPixelBytes = BgraBytes::kBytes;
-    static constexpr bool kSigned = false;
+//
+// The 8- and 15-bit members take the luminance of the channels as Reader
+// reads them. Every such luminance is a multiple of 2^-27: each product
+// carries its 24 bits down from at least 2^-4 (0.0721's exponent), and a sum
+// below 2^-4 is exact. So their sums never round below 2^26.
+template <class Reader, int Slot, bool Signed>
+struct RangeOfChannels {
+    static constexpr int kSlot = Slot;
+    static constexpr int kPixelBytes = Reader::kBytes;
+    static constexpr bool kSigned = Signed;
     static constexpr bool kOnGrid = true;
     static constexpr int kGridExponent = -27;
     static float value(const uint8_t* p) {
-        return luminance<LumaWeights::Standard>(BgraBytes::channel(p, 0), BgraBytes::channel(p, 1),
-                                                BgraBytes::channel(p, 2));
+        return luminance<LumaWeights::Standard>(Reader::channel(p, 0), Reader::channel(p, 1), Reader::channel(p, 2));
     }
 };
-struct RangeOfWords {  // DynamicRange64Fast: signed words, so sums may fall and turn negative
-    static constexpr int kSlot = 1;
-    static constexpr int kPixelBytes = BgraWords::kBytes;
-    static constexpr bool kSigned = true;
-    static constexpr bool kOnGrid = true;
-    static constexpr int kGridExponent = -27;
-    static float value(const uint8_t* p) {
-        return luminance<LumaWeights::Standard>(BgraWords::channel(p, 0), BgraWords::channel(p, 1),
-                                                BgraWords::channel(p, 2));
-    }
-};
+using RangeOfBytes = RangeOfChannels<BgraBytes, 0, false>;  // DynamicRange32Fast
+using RangeOfWords = RangeOfChannels<BgraWords, 1, true>;   // DynamicRange64Fast: sums may fall and turn negative
+
 struct RangeOfFloats {  // DynamicRange128Fast
     static constexpr int kSlot = 2;
     static constexpr int kPixelBytes = 16;
