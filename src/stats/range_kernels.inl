@@ -1,9 +1,9 @@
 // Hot loops of the DynamicRange... members, compiled once per instruction
 // set: range_kernels_<isa>.cpp includes this file with its own compiler
 // flags and names its table with EFFECTS_RANGE_TABLE. Every loop is written
-// once for all builds; only the lane masks of the grid steps have an AVX-512
-// form and the gather of tie parities a BMI2 one, and a test compares every
-// build with the baseline.
+// once for all builds; the AVX-512 build adds a body for 16 pixels or values
+// at a time (the same operations in the same order) and BMI2 the gather of
+// tie parities, and a test compares every build with the baseline.
 #include <cmath>
 #include <cstdint>
 
