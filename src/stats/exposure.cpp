@@ -1,69 +1,11 @@
-// Exposure figures: the DynamicRange... members (luminance minimum, maximum
-// and sum), the brightest pixel of DetermineTemperature32, and the
-// over/under-exposure warning colours.
-#include <algorithm>
-
-#include "frame/numeric.hpp"
+// Exposure figures: the brightest pixel of DetermineTemperature32 and the
+// over/under-exposure warning colours (the DynamicRange... members are in
+// dynamic_range.cpp).
 #include "frame/parallel.hpp"
 #include "frame/scratch.hpp"
 #include "stats/stats.hpp"
 
 namespace effects::detail {
-namespace {
-
-// The DynamicRange... pass: one serial walk in pixel order. The sum of the
-// float luminances is accumulated in double pixel after pixel and its
-// rounding depends on that order, so it cannot be split among threads; the
-// extremes ride along off the addition chain. The second minimum follows
-// the minimum: it takes the old minimum whenever a smaller value arrives.
-template <class Lum>
-void dynamic_range(int64_t pixels, Lum lum, double* minimum, double* maximum, double* second, double* sum) {
-    double mn = 1e10, mx = 1e-10, before = 1e10, s = 0.0;
-    for (int64_t i = 0; i < pixels; ++i) {
-        const double v = lum(i);
-        if (v < mn) {
-            before = mn;
-            mn = v;
-        }
-        if (v > mx) mx = v;
-        s += v;
-    }
-    *minimum = mn;
-    *maximum = mx;
-    if (second) *second = before;
-    *sum = s;
-}
-
-// Luminance of pixel i of a layout read by Src (bytes or signed words).
-template <class Src>
-auto pixel_luminance(const uint8_t* image) {
-    return [image](int64_t i) {
-        const uint8_t* p = image + i * Src::kBytes;
-        return luminance<LumaWeights::Standard>(Src::channel(p, 0), Src::channel(p, 1), Src::channel(p, 2));
-    };
-}
-
-}  // namespace
-
-void dynamic_range32(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* sum) {
-    dynamic_range(pixels, pixel_luminance<BgraBytes>(image), minimum, maximum, nullptr, sum);
-}
-
-void dynamic_range64(int64_t pixels, const uint8_t* image, double* minimum, double* maximum, double* sum) {
-    dynamic_range(pixels, pixel_luminance<BgraWords>(image), minimum, maximum, nullptr, sum);
-}
-
-void dynamic_range128(int64_t pixels, const float* image, double* minimum, double* maximum, double* second_minimum,
-                      double* sum) {
-    dynamic_range(
-        pixels,
-        [image](int64_t i) {
-            const float* p = image + i * 4;
-            const float l = luminance<LumaWeights::Standard>(p[0], p[1], p[2]);
-            return l < 1e-8f ? 1e-8f : l;
-        },
-        minimum, maximum, second_minimum, sum);
-}
 
 void determine_temperature32(int64_t pixels, const uint8_t* image, uint16_t* blue, uint16_t* green, uint16_t* red) {
     // The first pixel of the largest B + G + R (strictly above the best so
