@@ -252,8 +252,9 @@ TEST_P(StatsReference, DynamicRangeAndTemperature) {
         }
         // The first pixel of the largest B + G + R.
         auto img = random_image(Fmt::Bgra8, s.w, s.h, efx_test::seed_for("temp", s.w, s.h));
-        for (size_t i = 0; i < n; ++i)  // a few ties of the brightest
-            if (i % 5 == 2) img[4 * i] = img[4 * i + 1] = img[4 * i + 2] = 250;
+        for (size_t i = 0; i < n; ++i)  // ties of the brightest, each with other channels
+            if (i % 5 == 2)
+                for (int k = 0; k < 3; ++k) img[4 * i + k] = static_cast<uint8_t>(245 + 5 * ((i / 5 + k) % 3));
         int best = 0;
         uint16_t want[3] = {1, 2, 3}, got[3] = {1, 2, 3};
         for (size_t i = 0; i < n; ++i) {
