@@ -34,24 +34,11 @@ void run_rows(const ConversionKernel& k, int64_t width, int64_t height, const vo
 
 const ConversionKernel* conversion_kernel(int32_t id) {
     if (id < EFFECTS_CONVERT_64_TO_32 || id > EFFECTS_CONVERT_RGBE_TO_128_GAMMA) return nullptr;
-    switch (active_kernel_isa()) {
-#if EFFECTS_HAVE_ISA_KERNELS
-        case KernelIsa::Avx512: return &conversion_kernels_avx512()[id];
-        case KernelIsa::Avx2: return &conversion_kernels_avx2()[id];
-#endif
-        default: return &conversion_kernels_baseline()[id];
-    }
+    const ConversionKernel* table = &EFFECTS_ACTIVE_TABLE(conversion_kernels);
+    return table + id;
 }
 
-const RadianceRowKernels& radiance_row_kernels() {
-    switch (active_kernel_isa()) {
-#if EFFECTS_HAVE_ISA_KERNELS
-        case KernelIsa::Avx512: return *radiance_row_kernels_avx512();
-        case KernelIsa::Avx2: return *radiance_row_kernels_avx2();
-#endif
-        default: return *radiance_row_kernels_baseline();
-    }
-}
+const RadianceRowKernels& radiance_row_kernels() { return EFFECTS_ACTIVE_TABLE(radiance_row_kernels); }
 
 void convert_rows(const ConversionKernel& k, int32_t width, int32_t height, const void* src, void* dst) {
     if (width < 1 || height < 1) return;

@@ -21,4 +21,27 @@ bool kernel_isa_supported(KernelIsa isa);
 KernelIsa active_kernel_isa();
 bool pin_kernel_isa(KernelIsa isa);
 
+// Of a kernel family's tables, the one built for the active instruction set.
+template <class T>
+const T* table_for_isa(const T* baseline, const T* avx2, const T* avx512) {
+    switch (active_kernel_isa()) {
+        case KernelIsa::Avx512: return avx512;
+        case KernelIsa::Avx2: return avx2;
+        default: return baseline;
+    }
+}
+
+}  // namespace effects::detail
+
+// The active table of the family whose builds are name_baseline(),
+// name_avx2() and name_avx512(); where only the baseline is built (Windows,
+// other processors) that one.
+#if EFFECTS_HAVE_ISA_KERNELS
+#define EFFECTS_ACTIVE_TABLE(name) (*::effects::detail::table_for_isa(name##_baseline(), name##_avx2(), name##_avx512()))
+#else
+#define EFFECTS_ACTIVE_TABLE(name) (*name##_baseline())
+#endif
+
+namespace effects::detail {
+
 }  // namespace effects::detail

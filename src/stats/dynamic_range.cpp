@@ -29,21 +29,16 @@ namespace effects::detail {
 
 const RangeKernels& range_kernels() {
 #if EFFECTS_HAVE_ISA_KERNELS
+    // The AVX-512 build also needs pext (BMI2); without it the AVX2 one runs.
     static const bool bmi2 = [] {
         __builtin_cpu_init();
         return __builtin_cpu_supports("bmi2") != 0;
     }();
-    switch (active_kernel_isa()) {
-        case KernelIsa::Avx512:
-            if (bmi2) return *range_kernels_avx512();
-            return *range_kernels_avx2();
-        case KernelIsa::Avx2:
-            return *range_kernels_avx2();
-        default:
-            break;
-    }
-#endif
+    return *table_for_isa(range_kernels_baseline(), range_kernels_avx2(),
+                          bmi2 ? range_kernels_avx512() : range_kernels_avx2());
+#else
     return *range_kernels_baseline();
+#endif
 }
 
 namespace {

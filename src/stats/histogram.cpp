@@ -79,15 +79,7 @@ void histogram_of(int64_t pixels, const uint8_t* image, int offset, float* histo
 
 }  // namespace
 
-const BinKernels& bin_kernels() {
-    switch (active_kernel_isa()) {
-#if EFFECTS_HAVE_ISA_KERNELS
-        case KernelIsa::Avx512: return *bin_kernels_avx512();
-        case KernelIsa::Avx2: return *bin_kernels_avx2();
-#endif
-        default: return *bin_kernels_baseline();
-    }
-}
+const BinKernels& bin_kernels() { return EFFECTS_ACTIVE_TABLE(bin_kernels); }
 
 void histogram_luma32(int64_t pixels, const uint8_t* image, float* histogram, const Figures* figures) {
     histogram_of<256, 4>(pixels, image, 0, histogram, figures, bin_kernels().luma32);
